@@ -1,0 +1,2 @@
+# Installation rules; filled in with the packaging (headers, libraries,
+# pkg-config file and CMake package).

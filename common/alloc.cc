@@ -1,0 +1,33 @@
+#include "common/alloc.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace sfpdrv {
+namespace {
+// Allocations still to go before the injected failure; 0 = none armed.
+std::atomic<uint64_t> g_fail_countdown{0};
+
+bool injected_failure() {
+  uint64_t left = g_fail_countdown.load(std::memory_order_relaxed);
+  while (left != 0) {
+    if (g_fail_countdown.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) {
+      return left == 1;
+    }
+  }
+  return false;
+}
+} // namespace
+
+void *lib_calloc(std::size_t count, std::size_t size) {
+  if (injected_failure()) {
+    return nullptr;
+  }
+  return std::calloc(count, size);
+}
+
+namespace testing {
+void fail_allocation(uint64_t nth) { g_fail_countdown.store(nth, std::memory_order_relaxed); }
+} // namespace testing
+
+} // namespace sfpdrv

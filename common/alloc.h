@@ -1,0 +1,21 @@
+// The library's allocations, with a seam for allocation-failure tests.
+#ifndef SFPDRV_COMMON_ALLOC_H
+#define SFPDRV_COMMON_ALLOC_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace sfpdrv {
+
+// calloc, except that it returns null for an allocation that a test has
+// asked to fail.
+void *lib_calloc(std::size_t count, std::size_t size);
+
+namespace testing {
+// Makes the n-th allocation from now fail (1 = the next); 0 disarms.
+void fail_allocation(uint64_t nth);
+} // namespace testing
+
+} // namespace sfpdrv
+
+#endif // SFPDRV_COMMON_ALLOC_H

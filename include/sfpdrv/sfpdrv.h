@@ -1,0 +1,11 @@
+/* sfpdrv: user-space driver library for pluggable transceiver modules.
+ * Including this header gives the whole exported interface. */
+#ifndef SFPDRV_SFPDRV_H
+#define SFPDRV_SFPDRV_H
+
+#include "sfpdrv/export.h"
+#include "sfpdrv/types.h"
+#include "sfpdrv/port.h"
+#include "sfpdrv/access.h"
+
+#endif /* SFPDRV_SFPDRV_H */

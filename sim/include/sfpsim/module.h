@@ -1,0 +1,144 @@
+// Simulated SFF-8472 module behind the sfpdrv callbacks.
+//
+// The module has A0h (256 bytes), the A2h lower half (128 bytes, byte 127 is
+// the table select) and four upper tables of A2h (128 bytes each). Its
+// callbacks behave like a platform's bus layer in front of a real module:
+//   page 0        A0h at the offset;
+//   page 1        A2h: offsets 0..127 the lower half, 128..255 the upper half
+//                 of the table that the table select names;
+//   pages 2 to 5  A2h upper half, offsets 0..127 taken as 128..255 (so table 0
+//                 is read as offsets 0 to 127 and table 2 as 128 to 255). The
+//                 module serves the table that the table select names, not the
+//                 page: the library is expected to select it first.
+// A table select beyond the four tables reads 0xff and ignores writes.
+// Every callback call is logged; faults can be injected per call.
+#ifndef SFPSIM_MODULE_H
+#define SFPSIM_MODULE_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "sfpdrv/port.h"
+
+namespace sfpsim {
+
+inline constexpr std::size_t kA0Size = 256;
+inline constexpr std::size_t kA2LowerSize = 128;
+inline constexpr std::size_t kTableSize = 128;
+inline constexpr std::size_t kTableCount = 4;
+inline constexpr uint8_t kTableSelectOffset = 127;
+
+// Status a callback returns for a transfer that runs past the end of a
+// memory (a bus error on a real module).
+inline constexpr int kRangeError = 0x5E;
+
+enum class Bus : uint8_t { Read, Write, BitBangRead };
+
+// One callback call as the module saw it. For reads `bytes` holds what the
+// module put into the caller's buffer (nothing for a fault), for writes what
+// the caller gave.
+struct Access {
+  Bus bus;
+  uint8_t page;
+  uint8_t offset;
+  uint32_t length;
+  std::vector<uint8_t> bytes;
+  int status;
+  uint8_t table; // table select in force when the call was served
+};
+
+// The full memory of a module.
+struct Memory {
+  std::array<uint8_t, kA0Size> a0{};
+  std::array<uint8_t, kA2LowerSize> a2_lower{};
+  std::array<std::array<uint8_t, kTableSize>, kTableCount> tables{};
+};
+
+class Module {
+public:
+  Module() = default;
+  explicit Module(const Memory &memory);
+
+  Memory &memory() { return memory_; }
+  const Memory &memory() const { return memory_; }
+  uint8_t table_select() const { return memory_.a2_lower[kTableSelectOffset]; }
+
+  // A0h followed by A2h bytes 0..255 with the upper half of table 0: the copy
+  // a platform hands to sfp_port_create.
+  std::array<uint8_t, SFP_EEPROM_CALLER_LEN> caller_image() const;
+
+  // A creation record with this module's callbacks (opaque = this module),
+  // its caller image and the given numbers; the rest is zero.
+  sfp_platform_ops platform_ops(int32_t controller = 0, int32_t port = 0) const;
+
+  // The callbacks; `opaque` must be a Module.
+  static int read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
+  static int write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
+                      uint8_t *buffer);
+  static int bitbang_read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
+                             uint8_t *buffer);
+
+  // Access log, oldest first.
+  const std::vector<Access> &log() const { return log_; }
+  void clear_log() { log_.clear(); }
+  uint64_t access_count() const { return accesses_; }
+
+  // Fault injection. A fault makes the call return `status` without touching
+  // the module; a failing read first writes `partial` bytes of real data to
+  // the buffer (capped at the length).
+  // Fails the n-th callback call from now (1 = the next one), once.
+  void fail_nth_access(uint64_t n, int status, uint32_t partial = 0);
+  // Fails every call whose page and start offset match, until cleared.
+  void fail_at(uint8_t page, uint8_t offset, int status, uint32_t partial = 0);
+  void clear_faults();
+
+private:
+  struct Fault {
+    std::optional<uint64_t> nth; // absolute call number
+    uint8_t page = 0;
+    uint8_t offset = 0;
+    int status = 0;
+    uint32_t partial = 0;
+  };
+
+  int transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
+  const Fault *fault_for(uint64_t call, uint8_t page, uint8_t offset) const;
+  uint8_t *byte_at(uint8_t page, uint32_t offset);
+
+  Memory memory_{};
+  std::vector<Access> log_;
+  std::vector<Fault> faults_;
+  uint64_t accesses_ = 0;
+};
+
+// A ready-made module.
+struct Profile {
+  std::string name;
+  std::string description;
+  Memory memory;
+};
+
+// All ready-made profiles, in a stable order.
+const std::vector<Profile> &profiles();
+
+// The profile of that name, or nullptr.
+const Profile *find_profile(const std::string &name);
+
+// Module memory from an image file: raw binary of 256 or 512 bytes, plain hex
+// text (whitespace-separated bytes, optionally "0x"), or the hex dump that
+// `ethtool -m IFNAME hex on` prints. 256 bytes fill A0h; 512 fill A0h, the
+// A2h lower half and table 0. On failure returns nullopt and sets `error`
+// to one line saying what is wrong.
+std::optional<Memory> load_image_file(const std::string &path, std::string &error);
+std::optional<Memory> parse_image(std::span<const uint8_t> contents, std::string &error);
+
+// Fills bytes 63 (base), 95 (extended) and the vendor CRC at 124..127 of A0h.
+void fix_checksums(Memory &memory);
+
+} // namespace sfpsim
+
+#endif // SFPSIM_MODULE_H
