@@ -27,7 +27,9 @@ void *lib_calloc(std::size_t count, std::size_t size) {
 }
 
 namespace testing {
-void fail_allocation(uint64_t nth) { g_fail_countdown.store(nth, std::memory_order_relaxed); }
+void fail_allocation(uint64_t nth) {
+  g_fail_countdown.store(nth, std::memory_order_relaxed);
+}
 } // namespace testing
 
 } // namespace sfpdrv

@@ -10,8 +10,8 @@ namespace {
 
 using namespace msg;
 
-constexpr TraceMsg kCatalog[] = {
-    SFPDRV_PORT_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_ACCESS_MESSAGES(SFPDRV_LIST_MESSAGE)};
+constexpr TraceMsg kCatalog[] = {SFPDRV_PORT_MESSAGES(SFPDRV_LIST_MESSAGE)
+                                     SFPDRV_ACCESS_MESSAGES(SFPDRV_LIST_MESSAGE)};
 
 constexpr bool numbers_unique() {
   constexpr std::size_t n = std::size(kCatalog);
@@ -28,6 +28,8 @@ static_assert(numbers_unique(), "two trace points share a message number");
 
 } // namespace
 
-std::span<const TraceMsg> message_catalog() { return kCatalog; }
+std::span<const TraceMsg> message_catalog() {
+  return kCatalog;
+}
 
 } // namespace sfpdrv

@@ -31,7 +31,9 @@ namespace detail {
 constexpr bool is_flag(char c) {
   return c == '-' || c == '+' || c == ' ' || c == '#' || c == '0';
 }
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+constexpr bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 // The signature letter a conversion takes, or 0 for one we do not trace.
 // "%p" and "%l.." take pointer-sized values; the other integer conversions
@@ -144,7 +146,8 @@ inline void write(sfp_trace_hdl buffer, std::index_sequence<I...>, Args... args)
 
 // Writes one record of message M to `buffer`. A null buffer (tracing not
 // set up) drops the record.
-template <const TraceMsg &M, typename... Args> inline void trace(sfp_trace_hdl buffer, Args... args) {
+template <const TraceMsg &M, typename... Args>
+inline void trace(sfp_trace_hdl buffer, Args... args) {
   static_assert(detail::length(M.signature) == sizeof...(Args),
                 "argument count differs from the message's signature");
   if (buffer == nullptr) {
@@ -157,9 +160,9 @@ template <const TraceMsg &M, typename... Args> inline void trace(sfp_trace_hdl b
 
 // Declares the messages of an X-macro list X(name, number, signature, format)
 // as TraceMsg constants, each checked against its format.
-#define SFPDRV_DEFINE_MESSAGE(name, number, signature, format)                                   \
-  inline constexpr ::sfpdrv::TraceMsg name{number, signature, format};                          \
-  static_assert(::sfpdrv::detail::format_matches(format, signature),                             \
+#define SFPDRV_DEFINE_MESSAGE(name, number, signature, format)                                     \
+  inline constexpr ::sfpdrv::TraceMsg name{number, signature, format};                             \
+  static_assert(::sfpdrv::detail::format_matches(format, signature),                               \
                 #name ": signature does not match the format");
 
 // Lists a message of an X-macro list as a catalogue row.

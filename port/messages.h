@@ -40,7 +40,10 @@
   X(kBbCannotSetPage,    2009, "ddd",   "Controller %d Port %d: cannot set page. rc: 0x%x\n") \
   X(kBbAccessError,      2010, "ddddddd", "Controller %d Port %d: access error. Reg 0x%x Sz %d page %d rw %d rc: 0x%x\n") \
   X(kRegEmptyParams,     2011, "dd",    "Controller %d Port %d: SFP Access :Call with empty parameters\n") \
-  X(kRegReadError,       2012, "ddddddd", "Controller %d Port %d: access error. Reg 0x%x Sz %d page %d rw %d rc: 0x%x\n")
+  X(kRegReadError,       2012, "ddddddd", "Controller %d Port %d: access error. Reg 0x%x Sz %d page %d rw %d rc: 0x%x\n") \
+  X(kBbNullSfpPort,      2013, "",      "NULL Sfp Port\n") \
+  X(kRegNullSfpPort,     2014, "",      "NULL Sfp Port\n") \
+  X(kBadDirection,       2015, "ddd",   "Controller %d Port %d: SFP Access : invalid direction %d\n")
 // clang-format on
 
 namespace sfpdrv::msg {

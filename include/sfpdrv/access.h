@@ -9,16 +9,8 @@
 
 SFPDRV_BEGIN_DECLS
 
-#define SFP_REG_NAME_LEN 80u
-#define SFP_REG_TABLE_ROWS 15u
+/* Size of the text that the register dump allocates. */
 #define SFP_REG_DUMP_SIZE 1500u
-
-/* One row of the named-register dump. */
-typedef struct sfp_reg_entry {
-  char name[SFP_REG_NAME_LEN];
-  uint32_t offset;
-  uint32_t value;
-} sfp_reg_entry;
 
 /* Reads (direction 1) or writes (direction 0) module memory through the
  * port's callbacks, selecting the A2h table first for pages 2 to 5. */
@@ -30,8 +22,8 @@ SFPDRV_API sfp_rc sfp_port_read(sfp_port_ctx *hdl, uint32_t offset, uint32_t pag
                                 uint8_t *buffer);
 
 /* Handle check, then a write. */
-SFPDRV_API sfp_rc sfp_port_write(sfp_port_ctx *hdl, uint32_t offset, uint32_t page,
-                                 uint32_t length, uint8_t *buffer);
+SFPDRV_API sfp_rc sfp_port_write(sfp_port_ctx *hdl, uint32_t offset, uint32_t page, uint32_t length,
+                                 uint8_t *buffer);
 
 /* Reads module memory through the bit-bang callback; the table select is
  * always written for pages 2 to 5, and only direction 1 transfers data. */

@@ -3,9 +3,9 @@
 #ifndef SFPDRV_SFPDRV_H
 #define SFPDRV_SFPDRV_H
 
-#include "sfpdrv/export.h"
-#include "sfpdrv/types.h"
-#include "sfpdrv/port.h"
 #include "sfpdrv/access.h"
+#include "sfpdrv/export.h"
+#include "sfpdrv/port.h"
+#include "sfpdrv/types.h"
 
 #endif /* SFPDRV_SFPDRV_H */

@@ -13,15 +13,15 @@ SFPDRV_BEGIN_DECLS
 typedef uint32_t sfp_rc;
 
 #define SFP_RC_OK 0u
-#define SFP_RC_NOT_FOUND 2u          /* context not found on deletion */
-#define SFP_RC_LIST_SHORT 6u         /* a part-number list ended early */
-#define SFP_RC_QSA_NOT_INIT 11u      /* adapter port not fully initialised */
-#define SFP_RC_NO_MEMORY 12u         /* allocation failed */
-#define SFP_RC_FAULT 14u             /* trace setup, data ready or PHY forward failed */
-#define SFP_RC_NO_ADAPTER 19u        /* the adapter did not identify itself */
-#define SFP_RC_INVALID 22u           /* invalid argument, handle or access */
-#define SFP_RC_DEADLOCK 35u          /* deadlock reported by the threads library */
-#define SFP_RC_UNSUPPORTED 95u       /* unknown module type or unsupported operation */
+#define SFP_RC_NOT_FOUND 2u            /* context not found on deletion */
+#define SFP_RC_LIST_SHORT 6u           /* a part-number list ended early */
+#define SFP_RC_QSA_NOT_INIT 11u        /* adapter port not fully initialised */
+#define SFP_RC_NO_MEMORY 12u           /* allocation failed */
+#define SFP_RC_FAULT 14u               /* trace setup, data ready or PHY forward failed */
+#define SFP_RC_NO_ADAPTER 19u          /* the adapter did not identify itself */
+#define SFP_RC_INVALID 22u             /* invalid argument, handle or access */
+#define SFP_RC_DEADLOCK 35u            /* deadlock reported by the threads library */
+#define SFP_RC_UNSUPPORTED 95u         /* unknown module type or unsupported operation */
 #define SFP_RC_MODULE_COND 0xFFFFFFFFu /* module condition, or a report that did not fit */
 
 /* Logical page of a module access. */

@@ -1,0 +1,108 @@
+// The one-time initialisation of the library. Each test needs a process in
+// which no port was created yet (ctest runs every test in its own process).
+#include "port/messages.h"
+#include "support/port_harness.h"
+
+namespace {
+
+using sfptest::records_of;
+
+class LibraryInit : public ::testing::Test {
+protected:
+  void SetUp() override {
+    if (sfp_get_ctx()->initialised != 0) {
+      GTEST_SKIP() << "needs a process without earlier creations";
+    }
+    module_ = sfptest::module_from("1000base-sx");
+  }
+  sfp_rc create_capturing_stderr(const sfp_platform_ops &ops, sfp_port_create_result &result,
+                                 std::string &printed) {
+    ::testing::internal::CaptureStderr();
+    const sfp_rc rc = sfp_port_create(&ops, &result);
+    printed = ::testing::internal::GetCapturedStderr();
+    return rc;
+  }
+  std::unique_ptr<sfpsim::Module> module_;
+};
+
+TEST_F(LibraryInit, RetriesUntilTheTraceServiceWorksThenInitialisesOnce) {
+  sfp_platform_ops ops = sfptest::ops_for(*module_);
+  ops.unsupported_xcvr_allowed = 1;
+  sfp_port_create_result result{};
+  std::string printed;
+
+  pelog_fail_open("sfp_err", 5);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    result = {};
+    EXPECT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_FAULT);
+    EXPECT_EQ(printed, "sfp: pelog creation failed for error.\n"
+                       "SFP: pelog initialization failed\n");
+    EXPECT_EQ(result.status, SFP_RC_FAULT);
+    EXPECT_EQ(result.handle, nullptr);
+  }
+  pelog_fail_open("sfp_err", 0);
+  pelog_fail_open("sfp_evt", 5);
+  EXPECT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_FAULT);
+  EXPECT_EQ(printed, "sfp: pelog creation failed for event.\n"
+                     "SFP: pelog initialization failed\n");
+  pelog_fail_open("sfp_evt", 0);
+
+  // An evm that is no event manager makes enabling the show commands fail.
+  int not_a_manager = 0;
+  ops.evm = &not_a_manager;
+  const sfp_rc enable_rc = create_capturing_stderr(ops, result, printed);
+  EXPECT_NE(enable_rc, SFP_RC_OK);
+  char expected[64];
+  std::snprintf(expected, sizeof expected, "sfp: pelog enable failed for evt, rc 0x%x\n",
+                enable_rc);
+  EXPECT_EQ(printed, std::string(expected) + "SFP: pelog initialization failed\n");
+  EXPECT_EQ(sfp_get_ctx()->initialised, 0u);
+  EXPECT_TRUE(sfptest::registry().empty()) << "no context before the library is up";
+
+  ops.evm = sfptest::test_evm();
+  ASSERT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_OK);
+  EXPECT_EQ(printed, "");
+  EXPECT_EQ(sfp_get_ctx()->initialised, 1u);
+  EXPECT_EQ(sfp_get_ctx()->unsupported_xcvr_allowed, 1u);
+  EXPECT_EQ(result.handle->err_trace, pelog_find("sfp_err"));
+  ASSERT_EQ(records_of("sfp_evt", sfpdrv::msg::kDllInitDone).size(), 1u);
+  EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kDllInitDone)[0].text,
+            "SFP DLL init done. rc 0x0\n");
+  EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kSupportedInitDone).size(), 1u);
+
+  // The show commands are registered with the event manager.
+  auto *manager = static_cast<event_manager *>(sfptest::test_evm());
+  char *shown = nullptr;
+  size_t shown_len = 0;
+  FILE *out = open_memstream(&shown, &shown_len);
+  EXPECT_EQ(event_manager_run(manager, "show pelog sfp_evt", out), 0);
+  std::fclose(out);
+  EXPECT_NE(std::string(shown).find("SFP DLL init done. rc 0x0"), std::string::npos);
+  std::free(shown);
+
+  // Later creations leave the library as it is.
+  auto other = sfptest::module_from("10gbase-sr");
+  sfp_platform_ops second = sfptest::ops_for(*other);
+  second.unsupported_xcvr_allowed = 0;
+  second.evm = nullptr;
+  sfp_port_create_result again{};
+  ASSERT_EQ(create_capturing_stderr(second, again, printed), SFP_RC_OK);
+  EXPECT_EQ(printed, "");
+  EXPECT_EQ(sfp_get_ctx()->unsupported_xcvr_allowed, 1u);
+  EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kDllAlreadyInit).size(), 1u);
+  EXPECT_EQ(sfp_port_delete(again.handle), SFP_RC_OK);
+  EXPECT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
+}
+
+TEST_F(LibraryInit, MissingEventManagerIsReportedButNotAFailure) {
+  sfp_platform_ops ops = sfptest::ops_for(*module_);
+  ops.evm = nullptr;
+  sfp_port_create_result result{};
+  std::string printed;
+  ASSERT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_OK);
+  EXPECT_EQ(printed, "sfp: NULL evm. Not enable to pelog show command\n");
+  EXPECT_EQ(sfp_get_ctx()->evm, nullptr);
+  EXPECT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
+}
+
+} // namespace

@@ -1,0 +1,163 @@
+// The registry lock: failures of the threads library, deadlock reports and
+// the block marking of a creation that meets a busy lock.
+#include <pthread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include "platform/thread_mark.h"
+#include "port/internal.h"
+#include "port/messages.h"
+#include "support/port_harness.h"
+
+namespace {
+
+using sfptest::records;
+using sfptest::records_of;
+using sfptest::registry;
+
+// Mutex functions whose results a test scripts.
+struct ScriptedMutex {
+  static inline std::atomic<int> trylock_rc{0};
+  static inline std::atomic<int> lock_rc{0};
+  static inline std::atomic<int> unlock_rc{0};
+  static int trylock(pthread_mutex_t *m) {
+    const int rc = trylock_rc.load();
+    return rc == 0 ? pthread_mutex_trylock(m) : rc;
+  }
+  static int lock(pthread_mutex_t *m) {
+    const int rc = lock_rc.load();
+    return rc == 0 ? pthread_mutex_lock(m) : rc;
+  }
+  static int unlock(pthread_mutex_t *m) {
+    const int rc = pthread_mutex_unlock(m);
+    return unlock_rc.load() != 0 ? unlock_rc.load() : rc;
+  }
+};
+
+class LockTest : public sfptest::PortTest {
+protected:
+  void SetUp() override {
+    PortTest::SetUp();
+    ScriptedMutex::trylock_rc = 0;
+    ScriptedMutex::lock_rc = 0;
+    ScriptedMutex::unlock_rc = 0;
+    sfpdrv::testing::set_mutex_ops(&kOps);
+    module_ = sfptest::module_from("1000base-sx");
+  }
+  void TearDown() override {
+    sfpdrv::testing::set_mutex_ops(nullptr);
+    PortTest::TearDown();
+  }
+  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, ScriptedMutex::lock,
+                                         ScriptedMutex::unlock};
+  std::unique_ptr<sfpsim::Module> module_;
+};
+
+TEST_F(LockTest, LockFailureReturnsItsCodeAndLeavesEverythingAlone) {
+  ScriptedMutex::trylock_rc = EINVAL;
+  sfp_port_create_result result{nullptr, 7, 7};
+  const sfp_platform_ops ops = sfptest::ops_for(*module_);
+  EXPECT_EQ(sfp_port_create(&ops, &result), static_cast<sfp_rc>(EINVAL));
+  EXPECT_EQ(result.status, 7u) << "the result is not written";
+  EXPECT_TRUE(registry().empty());
+  const auto errors = records("sfp_err");
+  ASSERT_EQ(errors.size(), 1u);
+  EXPECT_EQ(errors[0].text.rfind("mutex_lock(3) failed, rc: 22, errno: ", 0), 0u);
+  EXPECT_EQ(module_->access_count(), 0u);
+}
+
+TEST_F(LockTest, DeadlockIsReportedWithATracebackRequest) {
+  ScriptedMutex::trylock_rc = EBUSY;
+  ScriptedMutex::lock_rc = EDEADLK;
+  EXPECT_EQ(sfp_port_delete(nullptr), SFP_RC_DEADLOCK);
+  const auto errors = records("sfp_err");
+  ASSERT_EQ(errors.size(), 2u);
+  EXPECT_EQ(errors[0].number, sfpdrv::msg::kMutexLockFailed.number);
+  EXPECT_EQ(errors[1].text, "locking leads to deadlock, need traceback\n");
+}
+
+TEST_F(LockTest, UnlockFailureReplacesTheStatus) {
+  ScriptedMutex::unlock_rc = EPERM;
+  const sfp_platform_ops ops = sfptest::ops_for(*module_);
+  sfp_port_create_result result{};
+  EXPECT_EQ(sfp_port_create(&ops, &result), static_cast<sfp_rc>(EPERM));
+  EXPECT_EQ(result.handle, nullptr);
+  ASSERT_EQ(registry().size(), 1u) << "the new context stays registered";
+  created_.push_back(registry().front());
+  EXPECT_EQ(registry().front()->initialised, 0u);
+  EXPECT_EQ(module_->access_count(), 0u);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kMutexUnlockFailed).size(), 1u);
+
+  // Deletion reports the unlock failure in place of its own success.
+  EXPECT_EQ(sfp_port_delete(registry().front()), static_cast<sfp_rc>(EPERM));
+  created_.clear();
+  EXPECT_TRUE(registry().empty());
+}
+
+TEST_F(LockTest, RealDeadlockOnAnErrorCheckingLock) {
+  // With an error-checking registry lock held by this thread, the creation's
+  // try finds it busy, marks the block and gets EDEADLK from the real
+  // threads library.
+  sfpdrv::testing::set_mutex_ops(nullptr);
+  pthread_mutex_t &lock = sfp_get_ctx()->lock;
+  pthread_mutexattr_t attr;
+  pthread_mutexattr_init(&attr);
+  pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_ERRORCHECK);
+  pthread_mutex_init(&lock, &attr);
+  pthread_mutexattr_destroy(&attr);
+  ASSERT_EQ(pthread_mutex_lock(&lock), 0);
+  const uint64_t marks = thread_mutex_block_total();
+
+  const sfp_platform_ops ops = sfptest::ops_for(*module_);
+  sfp_port_create_result result{};
+  EXPECT_EQ(sfp_port_create(&ops, &result), SFP_RC_DEADLOCK);
+  EXPECT_EQ(thread_mutex_block_total(), marks + 1);
+  thread_mutex_block_info mine{};
+  EXPECT_EQ(thread_mutex_block_get(&mine), 0) << "the mark is lifted after the attempt";
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kLockDeadlock).size(), 1u);
+
+  ASSERT_EQ(pthread_mutex_unlock(&lock), 0);
+  pthread_mutex_destroy(&lock);
+  lock = PTHREAD_MUTEX_INITIALIZER;
+  EXPECT_TRUE(registry().empty());
+}
+
+TEST_F(LockTest, BusyLockIsWaitedForInsideTheBlockMarking) {
+  sfpdrv::testing::set_mutex_ops(nullptr);
+  pthread_mutex_t &lock = sfp_get_ctx()->lock;
+  ASSERT_EQ(pthread_mutex_lock(&lock), 0);
+
+  std::atomic<sfp_rc> rc{~0u};
+  sfp_port_create_result result{};
+  const sfp_platform_ops ops = sfptest::ops_for(*module_);
+  std::thread creator([&] { rc = sfp_port_create(&ops, &result); });
+
+  // Wait until the creator shows up as blocked on the registry lock.
+  thread_mutex_block_info seen{};
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (std::chrono::steady_clock::now() < deadline) {
+    thread_mutex_block_info marks[8];
+    const size_t n = thread_mutex_block_list(marks, 8);
+    if (n > 0) {
+      seen = marks[0];
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  ASSERT_EQ(pthread_mutex_unlock(&lock), 0);
+  creator.join();
+
+  EXPECT_EQ(seen.mutex, &lock);
+  ASSERT_NE(seen.name, nullptr);
+  EXPECT_STREQ(seen.name, "sfp_context_lock");
+  EXPECT_EQ(seen.site, sfpdrv::kSiteCreateLock);
+  EXPECT_EQ(rc.load(), SFP_RC_OK);
+  ASSERT_NE(result.handle, nullptr);
+  created_.push_back(result.handle);
+  EXPECT_EQ(thread_mutex_block_list(nullptr, 0), 0u);
+}
+
+} // namespace

@@ -1,0 +1,103 @@
+#include "support/port_harness.h"
+
+#include <algorithm>
+
+namespace sfptest {
+
+std::vector<TraceRecord> records(const char *buffer) {
+  std::vector<TraceRecord> out;
+  pelog_hdl hdl = pelog_find(buffer);
+  if (hdl == nullptr) {
+    return out;
+  }
+  pelog_for_each(
+      hdl,
+      [](void *ctx, uint32_t number, const char *, const char *text) {
+        static_cast<std::vector<TraceRecord> *>(ctx)->push_back({number, text});
+      },
+      &out);
+  return out;
+}
+
+std::vector<TraceRecord> records_of(const char *buffer, const sfpdrv::TraceMsg &msg) {
+  std::vector<TraceRecord> all = records(buffer);
+  std::erase_if(all, [&](const TraceRecord &r) { return r.number != msg.number; });
+  return all;
+}
+
+void clear_traces() {
+  for (const char *name : {"sfp_err", "sfp_evt"}) {
+    if (pelog_hdl hdl = pelog_find(name)) {
+      pelog_clear(hdl);
+    }
+  }
+}
+
+std::vector<sfp_port_ctx *> registry() {
+  std::vector<sfp_port_ctx *> out;
+  for (sfp_port_ctx *p = sfp_get_ctx()->ports; p != nullptr; p = p->next) {
+    out.push_back(p);
+  }
+  return out;
+}
+
+void *test_evm() {
+  static event_manager *manager = event_manager_create("sfpdrv-tests");
+  return manager;
+}
+
+std::unique_ptr<sfpsim::Module> module_from(const std::string &profile) {
+  const sfpsim::Profile *p = sfpsim::find_profile(profile);
+  EXPECT_NE(p, nullptr) << "no profile " << profile;
+  return p != nullptr ? std::make_unique<sfpsim::Module>(p->memory)
+                      : std::make_unique<sfpsim::Module>();
+}
+
+sfp_platform_ops ops_for(const sfpsim::Module &module, int32_t controller, int32_t port) {
+  sfp_platform_ops ops = module.platform_ops(controller, port);
+  ops.evm = test_evm();
+  return ops;
+}
+
+void PortTest::SetUp() {
+  platform_clock_set_virtual(1);
+  platform_clock_reset();
+  ASSERT_TRUE(registry().empty()) << "an earlier test left ports registered";
+  clear_traces();
+}
+
+void PortTest::TearDown() {
+  for (sfp_port_ctx *port : created_) {
+    sfp_port_delete(port);
+  }
+  created_.clear();
+  EXPECT_TRUE(registry().empty());
+}
+
+sfp_port_ctx *PortTest::create(const sfp_platform_ops &ops, sfp_rc *status) {
+  sfp_port_create_result result{};
+  const sfp_rc rc = sfp_port_create(&ops, &result);
+  if (status != nullptr) {
+    *status = rc;
+  }
+  // Also remember contexts left registered by a failed initialisation.
+  for (sfp_port_ctx *p : registry()) {
+    if (p->opaque == ops.opaque &&
+        std::find(created_.begin(), created_.end(), p) == created_.end()) {
+      created_.push_back(p);
+    }
+  }
+  return result.handle;
+}
+
+sfp_port_ctx *PortTest::create_on(const std::string &profile,
+                                  std::unique_ptr<sfpsim::Module> &module) {
+  module = module_from(profile);
+  sfp_rc rc = 0;
+  sfp_port_ctx *port = create(ops_for(*module), &rc);
+  EXPECT_EQ(rc, SFP_RC_OK);
+  EXPECT_NE(port, nullptr);
+  return port;
+}
+
+} // namespace sfptest
