@@ -15,7 +15,9 @@
 extern "C" {
 #endif
 
+#ifndef PLATFORM_API
 #define PLATFORM_API __attribute__((visibility("default")))
+#endif
 
 struct pelog_buffer;
 typedef struct pelog_buffer *pelog_hdl;
@@ -36,8 +38,7 @@ PLATFORM_API int pelog_open(pelog_hdl *out, const char *name, uint32_t size, uin
  * uintptr_t for "D", const char * for "s". `format` must outlive the
  * buffer (a string literal). Returns 0 or an error code. */
 PLATFORM_API int pelog_write(pelog_hdl buffer, uint32_t msg_no, uint32_t rec_size,
-                             uint32_t has_strings, const char *signature, const char *format,
-                             ...);
+                             uint32_t has_strings, const char *signature, const char *format, ...);
 
 /* Registers the buffer's show command "show pelog NAME" with the event
  * manager. Returns 0, or 22 for a null buffer or manager. */
