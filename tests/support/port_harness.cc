@@ -59,9 +59,23 @@ sfp_platform_ops ops_for(const sfpsim::Module &module, int32_t controller, int32
   return ops;
 }
 
+// Brings the library up with one creation, so that every test finds its
+// trace buffers open whatever ran before it in the process.
+void ensure_library_initialised() {
+  if (sfp_get_ctx()->initialised != 0) {
+    return;
+  }
+  auto module = module_from("1000base-sx");
+  const sfp_platform_ops ops = ops_for(*module);
+  sfp_port_create_result result{};
+  ASSERT_EQ(sfp_port_create(&ops, &result), SFP_RC_OK);
+  ASSERT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
+}
+
 void PortTest::SetUp() {
   platform_clock_set_virtual(1);
   platform_clock_reset();
+  ensure_library_initialised();
   ASSERT_TRUE(registry().empty()) << "an earlier test left ports registered";
   clear_traces();
 }

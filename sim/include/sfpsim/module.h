@@ -36,11 +36,15 @@ inline constexpr uint8_t kTableSelectOffset = 127;
 // memory (a bus error on a real module).
 inline constexpr int kRangeError = 0x5E;
 
+// Status a callback returns for a call it cannot serve at all: a null module
+// or buffer, or a page beyond 5.
+inline constexpr int kInvalidArgument = 22;
+
 enum class Bus : uint8_t { Read, Write, BitBangRead };
 
 // One callback call as the module saw it. For reads `bytes` holds what the
-// module put into the caller's buffer (nothing for a fault), for writes what
-// the caller gave.
+// module put into the caller's buffer (nothing for a fault, apart from the
+// partial data a fault may hand out), for writes what the caller gave.
 struct Access {
   Bus bus;
   uint8_t page;
@@ -56,6 +60,8 @@ struct Memory {
   std::array<uint8_t, kA0Size> a0{};
   std::array<uint8_t, kA2LowerSize> a2_lower{};
   std::array<std::array<uint8_t, kTableSize>, kTableCount> tables{};
+
+  friend bool operator==(const Memory &, const Memory &) = default;
 };
 
 class Module {
@@ -77,8 +83,7 @@ public:
 
   // The callbacks; `opaque` must be a Module.
   static int read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
-  static int write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
-                      uint8_t *buffer);
+  static int write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
   static int bitbang_read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
                              uint8_t *buffer);
 
@@ -86,11 +91,16 @@ public:
   const std::vector<Access> &log() const { return log_; }
   void clear_log() { log_.clear(); }
   uint64_t access_count() const { return accesses_; }
+  // Logging is on by a new module. Switched off, calls are still counted and
+  // faults still apply but nothing is added to the log (for benchmarks).
+  void set_logging(bool on) { logging_ = on; }
+  bool logging() const { return logging_; }
 
   // Fault injection. A fault makes the call return `status` without touching
   // the module; a failing read first writes `partial` bytes of real data to
   // the buffer (capped at the length).
-  // Fails the n-th callback call from now (1 = the next one), once.
+  // Fails the n-th callback call from now (1 = the next one), once; n = 0
+  // fails nothing.
   void fail_nth_access(uint64_t n, int status, uint32_t partial = 0);
   // Fails every call whose page and start offset match, until cleared.
   void fail_at(uint8_t page, uint8_t offset, int status, uint32_t partial = 0);
@@ -113,6 +123,7 @@ private:
   std::vector<Access> log_;
   std::vector<Fault> faults_;
   uint64_t accesses_ = 0;
+  bool logging_ = true;
 };
 
 // A ready-made module.
@@ -128,6 +139,9 @@ const std::vector<Profile> &profiles();
 // The profile of that name, or nullptr.
 const Profile *find_profile(const std::string &name);
 
+// Files larger than this are refused without being read in full.
+inline constexpr std::size_t kMaxImageFileSize = std::size_t{1} << 20;
+
 // Module memory from an image file: raw binary of 256 or 512 bytes, plain hex
 // text (whitespace-separated bytes, optionally "0x"), or the hex dump that
 // `ethtool -m IFNAME hex on` prints. 256 bytes fill A0h; 512 fill A0h, the
@@ -138,6 +152,14 @@ std::optional<Memory> parse_image(std::span<const uint8_t> contents, std::string
 
 // Fills bytes 63 (base), 95 (extended) and the vendor CRC at 124..127 of A0h.
 void fix_checksums(Memory &memory);
+
+// Fills A2h byte 95 with the sum of A2h bytes 0..94 (modulo 256), the check
+// byte of the diagnostics thresholds and calibration.
+void fix_diag_checksum(Memory &memory);
+
+// CRC-32 as zlib computes it (reflected polynomial 0xEDB88320, initial value
+// and final xor all ones).
+uint32_t crc32(std::span<const uint8_t> bytes);
 
 } // namespace sfpsim
 

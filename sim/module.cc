@@ -1,0 +1,211 @@
+// The simulated module's callbacks: page mapping, table select, range checks,
+// the access log and injected faults.
+#include "sfpsim/module.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace sfpsim {
+
+namespace {
+
+constexpr uint8_t kLastPage = 5;
+constexpr uint32_t kMemorySize = 256; // A0h, or A2h lower half plus one table
+constexpr uint8_t kAbsentTable = 0xff;
+
+// Where a call starts in the 256 bytes of the memory its page addresses.
+// Pages 2 to 5 name the upper half only, so offsets below 128 move up.
+uint32_t start_of(uint8_t page, uint8_t offset) {
+  if (page >= 2 && offset < kA2LowerSize) {
+    return offset + static_cast<uint32_t>(kA2LowerSize);
+  }
+  return offset;
+}
+
+} // namespace
+
+Module::Module(const Memory &memory) : memory_(memory) {}
+
+std::array<uint8_t, SFP_EEPROM_CALLER_LEN> Module::caller_image() const {
+  std::array<uint8_t, SFP_EEPROM_CALLER_LEN> image{};
+  auto out = std::copy(memory_.a0.begin(), memory_.a0.end(), image.begin());
+  out = std::copy(memory_.a2_lower.begin(), memory_.a2_lower.end(), out);
+  std::copy(memory_.tables[0].begin(), memory_.tables[0].end(), out);
+  return image;
+}
+
+sfp_platform_ops Module::platform_ops(int32_t controller, int32_t port) const {
+  sfp_platform_ops ops;
+  std::memset(&ops, 0, sizeof ops);
+  // The callbacks change the module, so the record carries a mutable pointer
+  // although producing the record does not.
+  ops.opaque = const_cast<Module *>(this);
+  ops.controller = controller;
+  ops.port = port;
+  ops.read_cb = &Module::read_cb;
+  ops.write_cb = &Module::write_cb;
+  ops.bitbang_read_cb = &Module::bitbang_read_cb;
+  const auto image = caller_image();
+  std::memcpy(ops.eeprom, image.data(), image.size());
+  ops.eeprom_len = SFP_EEPROM_CALLER_LEN;
+  return ops;
+}
+
+int Module::read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer) {
+  if (opaque == nullptr) {
+    return kInvalidArgument;
+  }
+  return static_cast<Module *>(opaque)->transfer(Bus::Read, offset, page, length, buffer);
+}
+
+int Module::write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer) {
+  if (opaque == nullptr) {
+    return kInvalidArgument;
+  }
+  return static_cast<Module *>(opaque)->transfer(Bus::Write, offset, page, length, buffer);
+}
+
+int Module::bitbang_read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
+                            uint8_t *buffer) {
+  if (opaque == nullptr) {
+    return kInvalidArgument;
+  }
+  return static_cast<Module *>(opaque)->transfer(Bus::BitBangRead, offset, page, length, buffer);
+}
+
+void Module::fail_nth_access(uint64_t n, int status, uint32_t partial) {
+  if (n == 0) {
+    return;
+  }
+  Fault fault;
+  fault.nth = accesses_ + n;
+  fault.status = status;
+  fault.partial = partial;
+  faults_.push_back(fault);
+}
+
+void Module::fail_at(uint8_t page, uint8_t offset, int status, uint32_t partial) {
+  Fault fault;
+  fault.page = page;
+  fault.offset = offset;
+  fault.status = status;
+  fault.partial = partial;
+  faults_.push_back(fault);
+}
+
+void Module::clear_faults() {
+  faults_.clear();
+}
+
+// A one-shot fault for this call number wins over a standing one.
+const Module::Fault *Module::fault_for(uint64_t call, uint8_t page, uint8_t offset) const {
+  const Fault *standing = nullptr;
+  for (const Fault &fault : faults_) {
+    if (fault.nth.has_value()) {
+      if (*fault.nth == call) {
+        return &fault;
+      }
+    } else if (standing == nullptr && fault.page == page && fault.offset == offset) {
+      standing = &fault;
+    }
+  }
+  return standing;
+}
+
+// The byte at `offset` (0..255, after the shift of pages 2 to 5) of the memory
+// `page` addresses; nullptr for an upper half whose table does not exist.
+uint8_t *Module::byte_at(uint8_t page, uint32_t offset) {
+  if (page == 0) {
+    return &memory_.a0[offset];
+  }
+  if (offset < kA2LowerSize) {
+    return &memory_.a2_lower[offset];
+  }
+  const uint8_t table = table_select();
+  if (table >= kTableCount) {
+    return nullptr;
+  }
+  return &memory_.tables[table][offset - kA2LowerSize];
+}
+
+int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer) {
+  const uint64_t call = ++accesses_;
+  const uint8_t table = table_select();
+  const bool reading = bus != Bus::Write;
+  const bool valid = page <= kLastPage && (buffer != nullptr || length == 0);
+  const uint32_t start = start_of(page, offset);
+  const bool in_range = static_cast<uint64_t>(start) + length <= kMemorySize;
+
+  Access *entry = nullptr;
+  if (logging_) {
+    entry = &log_.emplace_back(Access{bus, page, offset, length, {}, 0, table});
+    // A write's data is logged even when the call fails, as long as the
+    // length is one a transfer could have (a runaway length is not copied).
+    if (!reading && buffer != nullptr && length <= kMemorySize) {
+      entry->bytes.assign(buffer, buffer + length);
+    }
+  }
+
+  // Copies `count` bytes between the caller's buffer and the module; the
+  // upper half is the table in force when the call started, even if a write
+  // through byte 127 changes the select on the way.
+  auto serve = [&](uint32_t count) {
+    const uint32_t split = page == 0 ? kMemorySize : static_cast<uint32_t>(kA2LowerSize);
+    const uint32_t end = start + count;
+    const uint32_t low_count = start < split ? std::min(end, split) - start : 0;
+    const uint32_t high_count = count - low_count;
+    uint8_t *low = low_count > 0 ? byte_at(page, start) : nullptr;
+    uint8_t *high = high_count > 0 ? byte_at(page, std::max(start, split)) : nullptr;
+    if (reading) {
+      if (low_count > 0) {
+        std::memmove(buffer, low, low_count);
+      }
+      if (high_count > 0) {
+        if (high != nullptr) {
+          std::memmove(buffer + low_count, high, high_count);
+        } else {
+          std::memset(buffer + low_count, kAbsentTable, high_count);
+        }
+      }
+      if (entry != nullptr) {
+        entry->bytes.assign(buffer, buffer + count);
+      }
+    } else {
+      if (low_count > 0) {
+        std::memmove(low, buffer, low_count);
+      }
+      if (high_count > 0 && high != nullptr) {
+        std::memmove(high, buffer + low_count, high_count);
+      }
+    }
+  };
+
+  int status = 0;
+  const Fault *fault = faults_.empty() ? nullptr : fault_for(call, page, offset);
+  if (fault != nullptr) {
+    status = fault->status;
+    if (reading && valid && fault->partial > 0) {
+      const uint32_t room = start < kMemorySize ? kMemorySize - start : 0;
+      const uint32_t count = std::min({fault->partial, length, room});
+      if (count > 0) {
+        serve(count);
+      }
+    }
+    if (fault->nth.has_value()) {
+      faults_.erase(faults_.begin() + (fault - faults_.data()));
+    }
+  } else if (!valid) {
+    status = kInvalidArgument;
+  } else if (!in_range) {
+    status = kRangeError;
+  } else if (length > 0) {
+    serve(length);
+  }
+
+  if (entry != nullptr) {
+    entry->status = status;
+  }
+  return status;
+}
+
+} // namespace sfpsim

@@ -1,0 +1,375 @@
+// Ready-made modules and the check bytes of module memory.
+//
+// Every module carries the SIMLAB OPTICS catalogue: vendor part numbers
+// "SL-" + product, serials "SIM" + digits, maker-area catalogue numbers
+// "10-20xx-01" and product ids "SL-SFP-...".
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include "sfpsim/module.h"
+
+namespace sfpsim {
+
+namespace {
+
+// A0h field offsets.
+constexpr std::size_t kIdentifier = 0;
+constexpr std::size_t kExtIdentifier = 1;
+constexpr std::size_t kConnector = 2;
+constexpr std::size_t kTenGigCodes = 3;   // 10G Ethernet and Infiniband codes
+constexpr std::size_t kEthernetCodes = 6; // 1G Ethernet codes
+constexpr std::size_t kCableCodes = 8;    // SFP+ cable technology
+constexpr std::size_t kEncoding = 11;
+constexpr std::size_t kBitRate = 12; // 100 MBd units, 0xff: see kBitRateMax
+constexpr std::size_t kLengthSmfKm = 14;
+constexpr std::size_t kLengthSmf100m = 15;
+constexpr std::size_t kLengthOm2 = 16;         // 10 m units
+constexpr std::size_t kLengthOm1 = 17;         // 10 m units
+constexpr std::size_t kLengthOm4OrCopper = 18; // 10 m units, or metres of cable
+constexpr std::size_t kLengthOm3 = 19;         // 10 m units
+constexpr std::size_t kVendorName = 20;
+constexpr std::size_t kExtCompliance = 36;
+constexpr std::size_t kVendorOui = 37;
+constexpr std::size_t kVendorPn = 40;
+constexpr std::size_t kVendorRev = 56;
+constexpr std::size_t kWavelength = 60; // nm, or the cable compliance bits
+constexpr std::size_t kBaseCheck = 63;
+constexpr std::size_t kOptions = 64;
+constexpr std::size_t kBitRateMax = 66; // 250 MBd units when kBitRate is 0xff
+constexpr std::size_t kVendorSn = 68;
+constexpr std::size_t kDateCode = 84;
+constexpr std::size_t kDiagType = 92;
+constexpr std::size_t kEnhancedOptions = 93;
+constexpr std::size_t kDiagRevision = 94;
+constexpr std::size_t kExtCheck = 95;
+constexpr std::size_t kVendorArea = 96;
+constexpr std::size_t kVendorCrc = 124;
+
+// A2h lower-half offsets.
+constexpr std::size_t kThresholds = 0; // 5 quantities x 4 limits x 2 bytes
+constexpr std::size_t kDiagCheck = 95;
+constexpr std::size_t kLiveValues = 96; // temperature, Vcc, bias, Tx, Rx
+
+constexpr uint8_t kSfp = 0x03;
+constexpr uint8_t kTwoWireId = 0x04;
+constexpr uint8_t kLc = 0x07;
+constexpr uint8_t kCopperPigtail = 0x21;
+constexpr uint8_t k8b10b = 0x01;
+constexpr uint8_t k64b66b = 0x06;
+// Byte 65: TX_DISABLE, TX_FAULT and LOS pins implemented.
+constexpr uint8_t kPinOptions = 0x1A;
+constexpr uint8_t kTunableOption = 0x40;
+// Byte 92: diagnostics implemented, internally calibrated, average Rx power.
+constexpr uint8_t kDiagInternal = 0x68;
+// Byte 93: alarm flags, soft TX_DISABLE, soft TX_FAULT, soft RX_LOS.
+constexpr uint8_t kSoftControls = 0xF0;
+
+constexpr std::string_view kVendor = "SIMLAB OPTICS";
+constexpr uint8_t kOui[3] = {0x02, 0x5A, 0x11};
+
+// Alarm and warning limits of one monitored quantity.
+struct Limits {
+  double high_alarm;
+  double low_alarm;
+  double high_warning;
+  double low_warning;
+};
+
+// Diagnostics in engineering units: degrees C, volts, milliamps, dBm.
+struct Diagnostics {
+  Limits temperature;
+  Limits vcc;
+  Limits bias;
+  Limits tx_power;
+  Limits rx_power;
+  double temperature_now;
+  double vcc_now;
+  double bias_now;
+  double tx_now;
+  double rx_now;
+};
+
+uint16_t clamp_raw(double value) {
+  return static_cast<uint16_t>(std::clamp(std::lround(value), 0L, 65535L));
+}
+
+// The raw units of the monitor words.
+uint16_t raw_temperature(double celsius) {
+  const long raw = std::clamp(std::lround(celsius * 256.0), -32768L, 32767L);
+  return static_cast<uint16_t>(static_cast<int16_t>(raw)); // two's complement
+}
+uint16_t raw_vcc(double volts) {
+  return clamp_raw(volts * 10000.0);
+} // 100 uV
+uint16_t raw_bias(double milliamps) {
+  return clamp_raw(milliamps * 500.0);
+} // 2 uA
+uint16_t raw_power(double dbm) { // 0.1 uW
+  return clamp_raw(std::pow(10.0, dbm / 10.0) * 10000.0);
+}
+
+// Sets module memory field by field.
+class Builder {
+public:
+  Builder &a0(std::size_t offset, uint8_t value) {
+    memory_.a0[offset] = value;
+    return *this;
+  }
+  Builder &a0_u16(std::size_t offset, uint16_t value) {
+    put_u16(memory_.a0.data() + offset, value);
+    return *this;
+  }
+  Builder &a0_text(std::size_t offset, std::size_t width, std::string_view text) {
+    put_text(memory_.a0.data() + offset, width, text);
+    return *this;
+  }
+
+  // Vendor name and OUI of the house, then the module's own identity.
+  Builder &vendor(std::string_view part_number, std::string_view revision, std::string_view serial,
+                  std::string_view date) {
+    a0_text(kVendorName, 16, kVendor);
+    std::copy(std::begin(kOui), std::end(kOui), memory_.a0.begin() + kVendorOui);
+    a0_text(kVendorPn, 16, part_number);
+    a0_text(kVendorRev, 4, revision);
+    a0_text(kVendorSn, 16, serial);
+    a0_text(kDateCode, 8, date);
+    std::string area = "SIMLAB ";
+    area += part_number;
+    return a0_text(kVendorArea, kVendorCrc - kVendorArea, area);
+  }
+
+  Builder &diagnostics(const Diagnostics &d) {
+    diagnostics_ = true;
+    uint8_t *out = memory_.a2_lower.data() + kThresholds;
+    auto limits = [&out](const Limits &l, uint16_t (*raw)(double)) {
+      for (double value : {l.high_alarm, l.low_alarm, l.high_warning, l.low_warning}) {
+        put_u16(out, raw(value));
+        out += 2;
+      }
+    };
+    limits(d.temperature, raw_temperature);
+    limits(d.vcc, raw_vcc);
+    limits(d.bias, raw_bias);
+    limits(d.tx_power, raw_power);
+    limits(d.rx_power, raw_power);
+    uint8_t *live = memory_.a2_lower.data() + kLiveValues;
+    put_u16(live, raw_temperature(d.temperature_now));
+    put_u16(live + 2, raw_vcc(d.vcc_now));
+    put_u16(live + 4, raw_bias(d.bias_now));
+    put_u16(live + 6, raw_power(d.tx_now));
+    put_u16(live + 8, raw_power(d.rx_now));
+    return *this;
+  }
+
+  // The maker area of table 0: a CLEI-like code, catalogue number, version
+  // and product id.
+  Builder &maker_area(std::string_view code, std::string_view catalogue, std::string_view product) {
+    table_text(0, 128, 10, code);
+    table_text(0, 138, 10, catalogue);
+    table_text(0, 148, 4, "V01");
+    return table_text(0, 192, 20, product);
+  }
+
+  // `offset` is the A2h offset, 128..255.
+  Builder &table_u16(std::size_t table, std::size_t offset, uint16_t value) {
+    put_u16(memory_.tables[table].data() + (offset - kA2LowerSize), value);
+    return *this;
+  }
+  Builder &table_text(std::size_t table, std::size_t offset, std::size_t width,
+                      std::string_view text) {
+    put_text(memory_.tables[table].data() + (offset - kA2LowerSize), width, text);
+    return *this;
+  }
+
+  Memory finish() {
+    fix_checksums(memory_);
+    if (diagnostics_) {
+      fix_diag_checksum(memory_);
+    }
+    return memory_;
+  }
+
+private:
+  static void put_u16(uint8_t *at, uint16_t value) {
+    at[0] = static_cast<uint8_t>(value >> 8);
+    at[1] = static_cast<uint8_t>(value & 0xff);
+  }
+  static void put_text(uint8_t *at, std::size_t width, std::string_view text) {
+    std::fill_n(at, width, static_cast<uint8_t>(' '));
+    std::copy_n(text.begin(), std::min(width, text.size()), at);
+  }
+
+  Memory memory_{};
+  bool diagnostics_ = false;
+};
+
+// Short-reach multimode optics share their limits.
+constexpr Limits kCommercialTemperature{80.0, -10.0, 75.0, -5.0};
+constexpr Limits kVcc{3.63, 2.97, 3.465, 3.135};
+
+Profile sx_1g() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {12.0, 2.0, 10.0, 3.0},
+                        {0.0, -11.0, -1.0, -10.0},
+                        {1.0, -20.0, 0.0, -18.0},
+                        35.5,
+                        3.30,
+                        6.0,
+                        -2.5,
+                        -3.0};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEthernetCodes, 0x01).a0(kEncoding, k8b10b).a0(kBitRate, 0x0D);
+  b.a0(kLengthOm2, 55).a0(kLengthOm1, 27);
+  b.vendor("SL-1GSX-DM", "A1", "SIM26030101", "260315");
+  b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x01);
+  b.diagnostics(dom).maker_area("SIMLABCLE1", "10-2001-01", "SL-SFP-1G-SX");
+  return {"1000base-sx", "1000BASE-SX, 850 nm multimode, LC, with diagnostics", b.finish()};
+}
+
+Profile sr_10g() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {13.0, 2.0, 11.0, 3.0},
+                        {1.5, -9.5, 0.5, -8.5},
+                        {1.5, -15.0, 0.5, -13.0},
+                        33.0,
+                        3.28,
+                        7.2,
+                        -2.1,
+                        -3.4};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kTenGigCodes, 0x10).a0(kEncoding, k64b66b).a0(kBitRate, 0x67);
+  b.a0(kLengthOm2, 8).a0(kLengthOm1, 3).a0(kLengthOm4OrCopper, 40).a0(kLengthOm3, 30);
+  b.vendor("SL-10GSR-DM", "A1", "SIM26030202", "260316");
+  b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
+  b.diagnostics(dom).maker_area("SIMLABCLE2", "10-2002-01", "SL-SFP-10G-SR");
+  return {"10gbase-sr", "10GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
+}
+
+Profile dac_10g() {
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kCopperPigtail);
+  b.a0(kCableCodes, 0x04).a0(kEncoding, k64b66b).a0(kBitRate, 0x67);
+  b.a0(kLengthOm4OrCopper, 1);
+  b.vendor("SL-10GCU-1M", "A1", "SIM26030303", "260317");
+  // Passive cable: bytes 60..61 carry the cable compliance bits.
+  b.a0(kWavelength, 0x01).a0(kWavelength + 1, 0x00);
+  b.maker_area("SIMLABCLE3", "10-2003-01", "SL-SFP-10G-CU1M");
+  return {"10g-dac-1m", "10G passive copper cable, 1 m, no diagnostics memory", b.finish()};
+}
+
+Profile sr_25g() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {13.0, 3.0, 12.0, 4.0},
+                        {3.0, -10.4, 2.0, -8.4},
+                        {3.0, -12.4, 2.0, -10.3},
+                        41.2,
+                        3.31,
+                        7.5,
+                        -1.2,
+                        -2.0};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEncoding, k64b66b).a0(kBitRate, 0xFF).a0(kBitRateMax, 103);
+  b.a0(kExtCompliance, 0x02);
+  b.a0(kLengthOm4OrCopper, 10).a0(kLengthOm3, 7);
+  b.vendor("SL-25GSR", "A1", "SIM26030404", "260318");
+  b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
+  b.diagnostics(dom).maker_area("SIMLABCLE4", "10-2004-01", "SL-SFP28-25G-SR");
+  return {"25gbase-sr", "25GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
+}
+
+Profile tunable_dwdm() {
+  const Diagnostics dom{{75.0, -5.0, 70.0, 0.0},
+                        kVcc,
+                        {100.0, 10.0, 90.0, 20.0},
+                        {5.0, -3.0, 4.0, -2.0},
+                        {-5.0, -26.0, -7.0, -24.0},
+                        45.0,
+                        3.29,
+                        55.0,
+                        1.5,
+                        -12.0};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEncoding, k64b66b).a0(kBitRate, 0x67);
+  b.a0(kLengthSmfKm, 80).a0(kLengthSmf100m, 0xFF);
+  b.vendor("SL-10GT-DWDM", "A1", "SIM26030505", "260319");
+  // 1566 nm: channel 1 at 191.35 THz.
+  b.a0_u16(kWavelength, 1566).a0(kOptions + 1, kPinOptions | kTunableOption);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
+  b.diagnostics(dom).maker_area("SIMLABCLE5", "10-2005-01", "SL-SFP-10G-TDWDM");
+  // Tuning range in table 2: whole THz then 0.1 GHz, first and last
+  // frequency, the grid spacing, and the channel in use.
+  b.table_u16(2, 132, 191).table_u16(2, 134, 3500);
+  b.table_u16(2, 136, 196).table_u16(2, 138, 1000);
+  b.table_u16(2, 140, 500); // 50 GHz grid
+  b.table_u16(2, 144, 1);
+  return {"10g-tunable-dwdm", "10G tunable DWDM, 191.35 to 196.10 THz on a 50 GHz grid, 80 km",
+          b.finish()};
+}
+
+Profile blank() {
+  return {"blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}};
+}
+
+uint8_t sum(const uint8_t *first, const uint8_t *last) {
+  unsigned total = 0;
+  for (const uint8_t *p = first; p != last; ++p) {
+    total += *p;
+  }
+  return static_cast<uint8_t>(total & 0xff);
+}
+
+} // namespace
+
+uint32_t crc32(std::span<const uint8_t> bytes) {
+  uint32_t crc = 0xFFFFFFFFu;
+  for (uint8_t byte : bytes) {
+    crc ^= byte;
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xEDB88320u : crc >> 1;
+    }
+  }
+  return crc ^ 0xFFFFFFFFu;
+}
+
+void fix_checksums(Memory &memory) {
+  uint8_t *a0 = memory.a0.data();
+  a0[kBaseCheck] = sum(a0, a0 + kBaseCheck);
+  a0[kExtCheck] = sum(a0 + kOptions, a0 + kExtCheck);
+  const uint32_t crc = crc32(std::span<const uint8_t>(a0 + kVendorArea, a0 + kVendorCrc));
+  for (std::size_t i = 0; i < 4; ++i) {
+    a0[kVendorCrc + i] = static_cast<uint8_t>((crc >> (8 * i)) & 0xff);
+  }
+}
+
+void fix_diag_checksum(Memory &memory) {
+  uint8_t *a2 = memory.a2_lower.data();
+  a2[kDiagCheck] = sum(a2, a2 + kDiagCheck);
+}
+
+const std::vector<Profile> &profiles() {
+  static const std::vector<Profile> all{sx_1g(),  sr_10g(),       dac_10g(),
+                                        sr_25g(), tunable_dwdm(), blank()};
+  return all;
+}
+
+const Profile *find_profile(const std::string &name) {
+  for (const Profile &profile : profiles()) {
+    if (profile.name == name) {
+      return &profile;
+    }
+  }
+  return nullptr;
+}
+
+} // namespace sfpsim

@@ -1,0 +1,62 @@
+// read: a hex dump of module memory read through sfp_port_read.
+#include <cstdio>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "hex_dump.h"
+#include "number_arg.h"
+#include "session.h"
+
+namespace sfpctl {
+namespace {
+
+class ReadCommand : public Command {
+public:
+  std::string_view name() const override { return "read"; }
+  std::string_view summary() const override {
+    return "Read module memory and print it as a hex dump";
+  }
+
+  void add_arguments(CLI::App &sub) override {
+    sub.add_option("PAGE", page_, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(0, 255));
+    sub.add_option("OFFSET", offset_, "Offset of the first byte in the page")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(0, 255));
+    sub.add_option("LENGTH", length_, "Number of bytes to read")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(1, 256));
+    sub.footer("Numbers are decimal or hex with 0x.");
+  }
+
+  int run(Session &session) override {
+    std::vector<uint8_t> bytes(length_);
+    const sfp_rc rc = session.checked("read", [&] {
+      return sfp_port_read(session.port(), offset_, page_, length_, bytes.data());
+    });
+    if (rc != SFP_RC_OK) {
+      return kExitFailure;
+    }
+    std::fputs(hex_dump(bytes, offset_).c_str(), stdout);
+    return kExitOk;
+  }
+
+private:
+  uint32_t page_ = 0;
+  uint32_t offset_ = 0;
+  uint32_t length_ = 0;
+};
+
+} // namespace
+
+std::unique_ptr<Command> make_read_command() {
+  return std::make_unique<ReadCommand>();
+}
+
+} // namespace sfpctl

@@ -1,0 +1,65 @@
+// write: writes bytes to module memory through sfp_port_write.
+#include <cstdio>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "number_arg.h"
+#include "session.h"
+
+namespace sfpctl {
+namespace {
+
+class WriteCommand : public Command {
+public:
+  std::string_view name() const override { return "write"; }
+  std::string_view summary() const override { return "Write bytes to module memory"; }
+
+  void add_arguments(CLI::App &sub) override {
+    sub.add_option("PAGE", page_, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(0, 255));
+    sub.add_option("OFFSET", offset_, "Offset of the first byte in the page")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(0, 255));
+    sub.add_option("BYTES", bytes_, "The bytes to write, each 0..255")
+        ->required()
+        ->type_name("NUM")
+        ->transform(number_in(0, 255));
+    sub.footer("Numbers are decimal or hex with 0x.");
+  }
+
+  int run(Session &session) override {
+    std::vector<uint8_t> data;
+    data.reserve(bytes_.size());
+    for (const uint32_t value : bytes_) {
+      data.push_back(static_cast<uint8_t>(value));
+    }
+    const auto length = static_cast<uint32_t>(data.size());
+    const sfp_rc rc = session.checked("write", [&] {
+      return sfp_port_write(session.port(), offset_, page_, length, data.data());
+    });
+    if (rc != SFP_RC_OK) {
+      return kExitFailure;
+    }
+    std::printf("wrote %u %s at page %u offset 0x%02x\n", length, length == 1 ? "byte" : "bytes",
+                page_, offset_);
+    return kExitOk;
+  }
+
+private:
+  uint32_t page_ = 0;
+  uint32_t offset_ = 0;
+  std::vector<uint32_t> bytes_;
+};
+
+} // namespace
+
+std::unique_ptr<Command> make_write_command() {
+  return std::make_unique<WriteCommand>();
+}
+
+} // namespace sfpctl

@@ -1,0 +1,56 @@
+// The command registry of sfpctl. Every command lives in its own source file
+// as a Command subclass with a factory; registry.cc lists the factories in
+// the order the help shows them.
+#ifndef SFPCTL_COMMAND_H
+#define SFPCTL_COMMAND_H
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace sfpctl {
+
+class Session;
+
+// Exit codes of the tool.
+enum ExitCode : int {
+  kExitOk = 0,      // the command did what was asked
+  kExitFailure = 1, // the library, the module or a file reported a failure
+  kExitUsage = 2,   // the command line is wrong
+};
+
+// What a command needs before it runs.
+enum class PortUse {
+  None,     // no module and no port (e.g. listing the profiles)
+  Required, // a created port; a failed creation ends the run before the command
+  Optional, // creation is tried; the command runs even when it failed
+};
+
+class Command {
+public:
+  virtual ~Command() = default;
+  virtual std::string_view name() const = 0;
+  virtual std::string_view summary() const = 0;
+  virtual PortUse port_use() const { return PortUse::Required; }
+  // Declares the command's own arguments and options on its subcommand.
+  virtual void add_arguments(CLI::App &subcommand) = 0;
+  // Runs the command after a successful parse; returns an ExitCode.
+  virtual int run(Session &session) = 0;
+};
+
+std::unique_ptr<Command> make_profiles_command();
+std::unique_ptr<Command> make_read_command();
+std::unique_ptr<Command> make_write_command();
+std::unique_ptr<Command> make_regs_command();
+std::unique_ptr<Command> make_trace_command();
+
+// One instance of every command, in help order.
+std::vector<std::unique_ptr<Command>> make_commands();
+
+} // namespace sfpctl
+
+#endif // SFPCTL_COMMAND_H

@@ -1,0 +1,24 @@
+// Numeric command-line arguments: decimal or 0x-prefixed hex, in a range.
+#ifndef SFPCTL_NUMBER_ARG_H
+#define SFPCTL_NUMBER_ARG_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <CLI/CLI.hpp>
+
+namespace sfpctl {
+
+// The value of `text` ("42", "0x2a", "0X2A"), or nullopt when it is not such
+// a number or does not fit 32 bits. A leading zero does not mean octal.
+std::optional<uint32_t> parse_number(std::string_view text);
+
+// A CLI11 transform that accepts numbers from `min` to `max` and rewrites
+// them in decimal, so that CLI11 converts them without guessing a base.
+CLI::Validator number_in(uint32_t min, uint32_t max);
+
+} // namespace sfpctl
+
+#endif // SFPCTL_NUMBER_ARG_H

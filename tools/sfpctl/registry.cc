@@ -1,0 +1,24 @@
+// The list of sfpctl's commands. A new command adds its factory here.
+#include "command.h"
+
+namespace sfpctl {
+namespace {
+
+using Factory = std::unique_ptr<Command> (*)();
+
+constexpr Factory kFactories[] = {
+    &make_profiles_command, &make_read_command,  &make_write_command,
+    &make_regs_command,     &make_trace_command,
+};
+
+} // namespace
+
+std::vector<std::unique_ptr<Command>> make_commands() {
+  std::vector<std::unique_ptr<Command>> commands;
+  for (Factory factory : kFactories) {
+    commands.push_back(factory());
+  }
+  return commands;
+}
+
+} // namespace sfpctl

@@ -1,0 +1,152 @@
+#include "session.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "platform/pelog.h"
+#include "status_text.h"
+
+namespace sfpctl {
+namespace {
+
+// The module's controller and port numbers.
+constexpr int32_t kController = 0;
+constexpr int32_t kPort = 1;
+
+// Records written to the buffer so far, including the ones a full buffer
+// dropped, so that a new record is noticed even then.
+uint64_t records_written(pelog_hdl buffer) {
+  return buffer == nullptr ? 0 : pelog_count(buffer) + pelog_dropped(buffer);
+}
+
+// The text of the buffer's newest record on one line.
+std::string last_record(pelog_hdl buffer) {
+  std::string text;
+  pelog_for_each(
+      buffer,
+      [](void *ctx, uint32_t, const char *, const char *record) {
+        *static_cast<std::string *>(ctx) = record == nullptr ? "" : record;
+      },
+      &text);
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  const std::size_t end = text.find_last_not_of(' ');
+  text.erase(end == std::string::npos ? 0 : end + 1);
+  return text;
+}
+
+const char *bus_name(sfpsim::Bus bus) {
+  switch (bus) {
+  case sfpsim::Bus::Read:
+    return "read";
+  case sfpsim::Bus::Write:
+    return "write";
+  case sfpsim::Bus::BitBangRead:
+    return "bb-read";
+  }
+  return "?";
+}
+
+} // namespace
+
+void print_error(std::string_view text) {
+  std::fprintf(stderr, "sfpctl: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+Session::Session(GlobalOptions options) : options_(std::move(options)) {}
+
+Session::~Session() {
+  close_port();
+  if (manager_ != nullptr) {
+    event_manager_destroy(manager_);
+  }
+}
+
+bool Session::load_module() {
+  if (!options_.image_path.empty()) {
+    std::string error;
+    const std::optional<sfpsim::Memory> memory =
+        sfpsim::load_image_file(options_.image_path, error);
+    if (!memory) {
+      print_error("cannot load image: " + error);
+      return false;
+    }
+    module_ = std::make_unique<sfpsim::Module>(*memory);
+    return true;
+  }
+  const sfpsim::Profile *profile = sfpsim::find_profile(options_.profile);
+  if (profile == nullptr) {
+    print_error("unknown profile '" + options_.profile + "'");
+    return false;
+  }
+  module_ = std::make_unique<sfpsim::Module>(profile->memory);
+  return true;
+}
+
+sfp_rc Session::create_port() {
+  if (module_ == nullptr) {
+    return SFP_RC_INVALID;
+  }
+  if (manager_ == nullptr) {
+    manager_ = event_manager_create("sfpctl");
+    if (manager_ == nullptr) {
+      return SFP_RC_NO_MEMORY;
+    }
+  }
+  sfp_platform_ops ops = module_->platform_ops(kController, kPort);
+  ops.evm = manager_;
+  ops.module_present = 1;
+  ops.no_read_page_select = options_.no_read_select ? 1 : 0;
+  ops.no_write_page_select = options_.no_write_select ? 1 : 0;
+  sfp_port_create_result result{};
+  const sfp_rc rc = sfp_port_create(&ops, &result);
+  if (rc == SFP_RC_OK) {
+    port_ = result.handle;
+  }
+  return rc;
+}
+
+bool Session::close_port() {
+  if (port_ == nullptr) {
+    return true;
+  }
+  sfp_port_ctx *port = port_;
+  port_ = nullptr;
+  const sfp_rc rc = sfp_port_delete(port);
+  if (rc != SFP_RC_OK) {
+    print_error("cannot delete port: " + status_text(rc));
+    return false;
+  }
+  return true;
+}
+
+sfp_rc Session::checked(std::string_view what, const std::function<sfp_rc()> &call) const {
+  const uint64_t before = records_written(pelog_find(kErrorTrace));
+  const sfp_rc rc = call();
+  if (rc == SFP_RC_OK) {
+    return rc;
+  }
+  print_error(std::string(what) + " failed: " + status_text(rc));
+  // The buffer may only now exist, if the call initialised the library.
+  pelog_hdl errors = pelog_find(kErrorTrace);
+  if (records_written(errors) > before) {
+    print_error(last_record(errors));
+  }
+  return rc;
+}
+
+void Session::print_access_log(std::FILE *out) const {
+  if (module_ == nullptr) {
+    return;
+  }
+  for (const sfpsim::Access &access : module_->log()) {
+    std::fprintf(out, "bus %-7s page %u offset 0x%02x length %3u status %d:", bus_name(access.bus),
+                 static_cast<unsigned>(access.page), static_cast<unsigned>(access.offset),
+                 access.length, access.status);
+    for (const uint8_t byte : access.bytes) {
+      std::fprintf(out, " %02x", static_cast<unsigned>(byte));
+    }
+    std::fputc('\n', out);
+  }
+}
+
+} // namespace sfpctl

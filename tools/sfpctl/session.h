@@ -1,0 +1,74 @@
+// One run of sfpctl: the chosen module, the event manager and the port that
+// the commands work on.
+#ifndef SFPCTL_SESSION_H
+#define SFPCTL_SESSION_H
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/evm.h"
+#include "sfpdrv/sfpdrv.h"
+#include "sfpsim/module.h"
+
+namespace sfpctl {
+
+inline constexpr const char *kDefaultProfile = "10gbase-sr";
+inline constexpr const char *kErrorTrace = "sfp_err";
+inline constexpr const char *kEventTrace = "sfp_evt";
+
+// The global options, as parsed.
+struct GlobalOptions {
+  std::string profile = kDefaultProfile;
+  std::string image_path; // when set, the module is loaded from this file
+  bool show_log = false;
+  bool no_read_select = false;
+  bool no_write_select = false;
+};
+
+// Prints "sfpctl: TEXT" as one line on standard error.
+void print_error(std::string_view text);
+
+class Session {
+public:
+  explicit Session(GlobalOptions options);
+  ~Session();
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
+
+  // Makes the module the options name. Prints one line and returns false when
+  // the image file cannot be loaded.
+  bool load_module();
+
+  // Creates the port on the module, as a platform would. Returns the
+  // creation status; the port is available only when it is 0.
+  sfp_rc create_port();
+
+  // Deletes the port. Prints one line and returns false when the library
+  // refuses.
+  bool close_port();
+
+  sfp_port_ctx *port() const { return port_; }
+  event_manager *manager() const { return manager_; }
+  bool has_module() const { return module_ != nullptr; }
+
+  // Runs one library call. When it fails, prints "sfpctl: WHAT failed:
+  // status N (meaning)" and, when the call left a record in the error trace,
+  // that record as a second line. Returns the call's status.
+  sfp_rc checked(std::string_view what, const std::function<sfp_rc()> &call) const;
+
+  // Writes every bus transfer the module saw, one per line.
+  void print_access_log(std::FILE *out) const;
+
+private:
+  GlobalOptions options_;
+  std::unique_ptr<sfpsim::Module> module_;
+  event_manager *manager_ = nullptr;
+  sfp_port_ctx *port_ = nullptr;
+};
+
+} // namespace sfpctl
+
+#endif // SFPCTL_SESSION_H

@@ -1,0 +1,23 @@
+// Short meanings of the library's status codes, for messages.
+#ifndef SFPCTL_STATUS_TEXT_H
+#define SFPCTL_STATUS_TEXT_H
+
+#include <string>
+#include <string_view>
+
+#include "sfpdrv/types.h"
+
+namespace sfpctl {
+
+// What the status means, e.g. "invalid argument, handle or access". Codes
+// the library does not define come from a callback and read "callback
+// status".
+std::string_view status_meaning(sfp_rc rc);
+
+// "status 22 (invalid argument, handle or access)"; the all-ones code is
+// shown in hex.
+std::string status_text(sfp_rc rc);
+
+} // namespace sfpctl
+
+#endif // SFPCTL_STATUS_TEXT_H
