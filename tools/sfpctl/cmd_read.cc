@@ -20,19 +20,11 @@ public:
   }
 
   void add_arguments(CLI::App &sub) override {
-    sub.add_option("PAGE", page_, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
-        ->required()
-        ->type_name("NUM")
-        ->transform(number_in(0, 255));
-    sub.add_option("OFFSET", offset_, "Offset of the first byte in the page")
-        ->required()
-        ->type_name("NUM")
-        ->transform(number_in(0, 255));
+    add_page_and_offset(sub, page_, offset_);
     sub.add_option("LENGTH", length_, "Number of bytes to read")
         ->required()
         ->type_name("NUM")
         ->transform(number_in(1, 256));
-    sub.footer("Numbers are decimal or hex with 0x.");
   }
 
   int run(Session &session) override {

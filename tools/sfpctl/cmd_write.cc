@@ -17,19 +17,11 @@ public:
   std::string_view summary() const override { return "Write bytes to module memory"; }
 
   void add_arguments(CLI::App &sub) override {
-    sub.add_option("PAGE", page_, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
-        ->required()
-        ->type_name("NUM")
-        ->transform(number_in(0, 255));
-    sub.add_option("OFFSET", offset_, "Offset of the first byte in the page")
-        ->required()
-        ->type_name("NUM")
-        ->transform(number_in(0, 255));
+    add_page_and_offset(sub, page_, offset_);
     sub.add_option("BYTES", bytes_, "The bytes to write, each 0..255")
         ->required()
         ->type_name("NUM")
         ->transform(number_in(0, 255));
-    sub.footer("Numbers are decimal or hex with 0x.");
   }
 
   int run(Session &session) override {

@@ -39,4 +39,16 @@ CLI::Validator number_in(uint32_t min, uint32_t max) {
       range, "NUMBER " + range);
 }
 
+void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset) {
+  command.add_option("PAGE", page, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
+      ->required()
+      ->type_name("NUM")
+      ->transform(number_in(0, 255));
+  command.add_option("OFFSET", offset, "Offset of the first byte in the page")
+      ->required()
+      ->type_name("NUM")
+      ->transform(number_in(0, 255));
+  command.footer("Numbers are decimal or hex with 0x.");
+}
+
 } // namespace sfpctl

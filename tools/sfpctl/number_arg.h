@@ -19,6 +19,9 @@ std::optional<uint32_t> parse_number(std::string_view text);
 // them in decimal, so that CLI11 converts them without guessing a base.
 CLI::Validator number_in(uint32_t min, uint32_t max);
 
+// Declares the required PAGE and OFFSET arguments of a memory command.
+void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset);
+
 } // namespace sfpctl
 
 #endif // SFPCTL_NUMBER_ARG_H

@@ -2,16 +2,12 @@
 #ifndef PLATFORM_EVM_H
 #define PLATFORM_EVM_H
 
+#include "platform/api.h"
+
 #include <stddef.h>
 #include <stdio.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-#ifndef PLATFORM_API
-#define PLATFORM_API __attribute__((visibility("default")))
-#endif
+PLATFORM_BEGIN_DECLS
 
 typedef struct event_manager event_manager;
 
@@ -38,8 +34,6 @@ PLATFORM_API int event_manager_run(event_manager *manager, const char *command, 
 PLATFORM_API size_t event_manager_command_count(event_manager *manager);
 PLATFORM_API const char *event_manager_command_name(event_manager *manager, size_t index);
 
-#ifdef __cplusplus
-}
-#endif
+PLATFORM_END_DECLS
 
 #endif /* PLATFORM_EVM_H */

@@ -7,17 +7,13 @@
 #ifndef PLATFORM_PELOG_H
 #define PLATFORM_PELOG_H
 
+#include "platform/api.h"
+
 #include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-#ifndef PLATFORM_API
-#define PLATFORM_API __attribute__((visibility("default")))
-#endif
+PLATFORM_BEGIN_DECLS
 
 struct pelog_buffer;
 typedef struct pelog_buffer *pelog_hdl;
@@ -74,8 +70,6 @@ PLATFORM_API void pelog_clear(pelog_hdl buffer);
  * (0 lifts it). */
 PLATFORM_API void pelog_fail_open(const char *name, int rc);
 
-#ifdef __cplusplus
-}
-#endif
+PLATFORM_END_DECLS
 
 #endif /* PLATFORM_PELOG_H */

@@ -6,16 +6,12 @@
 #ifndef PLATFORM_PSLEEP_H
 #define PLATFORM_PSLEEP_H
 
+#include "platform/api.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-#ifndef PLATFORM_API
-#define PLATFORM_API __attribute__((visibility("default")))
-#endif
+PLATFORM_BEGIN_DECLS
 
 /* Sleeps `ms` milliseconds, or advances the virtual clock by `ms`. */
 PLATFORM_API void platform_sleep_ms(uint32_t ms);
@@ -41,8 +37,6 @@ PLATFORM_API size_t platform_clock_waits(uint32_t *out, size_t max);
 typedef void (*platform_sleep_hook)(void *ctx, uint32_t ms);
 PLATFORM_API void platform_clock_set_hook(platform_sleep_hook fn, void *ctx);
 
-#ifdef __cplusplus
-}
-#endif
+PLATFORM_END_DECLS
 
 #endif /* PLATFORM_PSLEEP_H */

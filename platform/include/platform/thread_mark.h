@@ -3,16 +3,12 @@
 #ifndef PLATFORM_THREAD_MARK_H
 #define PLATFORM_THREAD_MARK_H
 
+#include "platform/api.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
-
-#ifndef PLATFORM_API
-#define PLATFORM_API __attribute__((visibility("default")))
-#endif
+PLATFORM_BEGIN_DECLS
 
 typedef struct thread_mutex_block_info {
   uint64_t thread_id; /* the kernel thread id */
@@ -37,8 +33,6 @@ PLATFORM_API size_t thread_mutex_block_list(thread_mutex_block_info *out, size_t
 /* Number of marks made since the process started. */
 PLATFORM_API uint64_t thread_mutex_block_total(void);
 
-#ifdef __cplusplus
-}
-#endif
+PLATFORM_END_DECLS
 
 #endif /* PLATFORM_THREAD_MARK_H */
