@@ -45,57 +45,47 @@ protected:
   std::array<uint8_t, 256> buf_{};
 };
 
+struct Refusal {
+  uint32_t offset, length, page, direction;
+  bool null_buffer;
+  const sfpdrv::TraceMsg *msg;
+  const char *text; // after "Controller 0 Port 0: SFP Access : "
+};
+
 TEST_F(AccessTest, RefusalsReturn22WithTheirMessageAndTouchNothing) {
-  buf_.fill(0xAA);
+  const Refusal refusals[] = {
+      {0, 1, 0, 1, true, &sfpdrv::msg::kAccessEmptyParams, "Call with empty parameters\n"},
+      {250, 7, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
+       "register address cross upper page boundary\n"},
+      {0, 0, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
+       "register address cross upper page boundary\n"}, // zero length wraps
+      {0x200, 0xFFFFFE80u, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
+       "register address cross upper page boundary\n"}, // the end address wraps below 256
+      {128, 1, 6, 1, false, &sfpdrv::msg::kPageBeyondTables,
+       "requested PAGE is beyond supported pages [0-3]\n"},
+      {0, 1, 0, 2, false, &sfpdrv::msg::kBadDirection, "invalid direction 2\n"},
+  };
+  for (const Refusal &r : refusals) {
+    sfptest::clear_traces();
+    buf_.fill(0xAA);
+    EXPECT_EQ(sfp_access(port_, r.offset, r.length, r.page, r.null_buffer ? nullptr : buf_.data(),
+                         r.direction),
+              SFP_RC_INVALID)
+        << r.text;
+    expect_error(*r.msg, std::string("Controller 0 Port 0: SFP Access : ") + r.text);
+    EXPECT_EQ(buf_[0], 0xAA) << "a refused read leaves the buffer untouched";
+  }
   EXPECT_EQ(sfp_access(nullptr, 0, 1, 0, buf_.data(), 1), SFP_RC_INVALID);
   EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kNullSfpPort).size(), 1u);
 
-  sfptest::clear_traces();
-  EXPECT_EQ(sfp_access(port_, 0, 1, 0, nullptr, 1), SFP_RC_INVALID);
-  expect_error(sfpdrv::msg::kAccessEmptyParams,
-               "Controller 0 Port 0: SFP Access : Call with empty parameters\n");
-
-  sfptest::clear_traces();
-  EXPECT_EQ(sfp_access(port_, 250, 7, 0, buf_.data(), 1), SFP_RC_INVALID);
-  expect_error(sfpdrv::msg::kCrossBoundary,
-               "Controller 0 Port 0: SFP Access : register address cross upper page boundary\n");
-
-  sfptest::clear_traces();
-  EXPECT_EQ(sfp_access(port_, 0, 0, 0, buf_.data(), 1), SFP_RC_INVALID) << "zero length wraps";
-  expect_error(sfpdrv::msg::kCrossBoundary,
-               "Controller 0 Port 0: SFP Access : register address cross upper page boundary\n");
-
-  sfptest::clear_traces();
-  EXPECT_EQ(sfp_access(port_, 128, 1, 6, buf_.data(), 1), SFP_RC_INVALID);
-  expect_error(
-      sfpdrv::msg::kPageBeyondTables,
-      "Controller 0 Port 0: SFP Access : requested PAGE is beyond supported pages [0-3]\n");
-
-  EXPECT_TRUE(module_->log().empty());
-  for (uint8_t byte : buf_) {
-    ASSERT_EQ(byte, 0xAA) << "a refused read must leave the buffer untouched";
-  }
-}
-
-TEST_F(AccessTest, MissingCallbacksAreEmptyParameters) {
-  sfp_mem_cb saved = port_->read_cb;
+  // A port whose callbacks are missing has empty parameters too.
   port_->read_cb = nullptr;
   EXPECT_EQ(sfp_access(port_, 0, 1, 0, buf_.data(), 1), SFP_RC_INVALID);
-  port_->read_cb = saved;
-  saved = port_->write_cb;
+  port_->read_cb = &sfpsim::Module::read_cb;
   port_->write_cb = nullptr;
   EXPECT_EQ(sfp_access(port_, 0, 1, 0, buf_.data(), 0), SFP_RC_INVALID);
-  port_->write_cb = saved;
+  port_->write_cb = &sfpsim::Module::write_cb;
   EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kAccessEmptyParams).size(), 2u);
-  EXPECT_TRUE(module_->log().empty());
-}
-
-TEST_F(AccessTest, WrappingOffsetsAndLengthsAreRefused) {
-  // offset + length - 1 wraps to a small number; the transfer must still
-  // be refused rather than reach the callback with a huge length.
-  EXPECT_EQ(sfp_access(port_, 0x200, 0xFFFFFE80u, 0, buf_.data(), 1), SFP_RC_INVALID);
-  EXPECT_EQ(sfp_access(port_, 256, 0, 0, buf_.data(), 1), SFP_RC_INVALID);
-  EXPECT_EQ(sfp_access(port_, 0, 1, 0, buf_.data(), 2), SFP_RC_INVALID) << "unknown direction";
   EXPECT_TRUE(module_->log().empty());
 }
 
@@ -177,7 +167,7 @@ TEST_F(AccessTest, FailedTableSelectStopsBeforeTheTransfer) {
   EXPECT_EQ(buf_[0], 0xAA);
 }
 
-TEST_F(AccessTest, FailingReadKeepsStatusAndZerosTheUnreadPart) {
+TEST_F(AccessTest, FailingTransfersKeepTheStatusAndZeroTheUnreadPart) {
   buf_.fill(0xAA);
   module_->fail_nth_access(1, -5, 3);
   EXPECT_EQ(sfp_access(port_, 20, 16, 0, buf_.data(), 1), static_cast<sfp_rc>(-5));
@@ -188,9 +178,8 @@ TEST_F(AccessTest, FailingReadKeepsStatusAndZerosTheUnreadPart) {
   EXPECT_EQ(buf_[16], 0xAA) << "only the requested length is cleared";
   expect_error(sfpdrv::msg::kAccessError, "Controller 0 Port 0: access error. Reg 0x14 Sz 16 "
                                           "page 0 rw 1 rc: 0xfffffffb\n");
-}
 
-TEST_F(AccessTest, FailingWriteIsTracedWithItsDirection) {
+  sfptest::clear_traces();
   module_->fail_at(1, 110, 9);
   uint8_t value = 0x40;
   EXPECT_EQ(sfp_access(port_, 110, 1, 1, &value, 0), 9u);

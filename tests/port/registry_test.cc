@@ -1,4 +1,5 @@
 // Port creation, the registry and deletion.
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -34,24 +35,17 @@ TEST_F(RegistryTest, SameOpaqueGivesTheSameContextWithoutTouchingTheModule) {
   EXPECT_EQ(registry().size(), 1u);
 }
 
-TEST_F(RegistryTest, CreationTakesOverTheCallerRecord) {
+TEST_F(RegistryTest, CreationTakesOverTheCallerRecordAndReportsIt) {
   auto module = sfptest::module_from("10gbase-sr");
   sfp_platform_ops ops = sfptest::ops_for(*module, 3, 17);
-  ops.bus_mode = 1;
   ops.rate_code = 2;
-  ops.oper_speed = 10000;
-  ops.sonet_capable = 1;
+  ops.eeprom_len = 4096; // more than the record holds: 512 bytes are copied
   sfp_port_ctx *port = create(ops);
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->controller, 3);
-  EXPECT_EQ(port->port, 17);
-  EXPECT_EQ(port->bus_mode, 1u);
   EXPECT_EQ(port->rate_code, 2u);
-  EXPECT_EQ(port->oper_speed, 10000u);
-  EXPECT_EQ(port->sonet_capable, 1u);
   EXPECT_EQ(0, std::memcmp(port->eeprom, ops.eeprom, SFP_EEPROM_CALLER_LEN));
   EXPECT_EQ(port->spaces.a2, 1u);
-  EXPECT_EQ(port->spaces.dom, 1u);
 
   const auto copying = records_of("sfp_evt", sfpdrv::msg::kCopyingBytes);
   ASSERT_EQ(copying.size(), 1u);
@@ -59,34 +53,25 @@ TEST_F(RegistryTest, CreationTakesOverTheCallerRecord) {
             "Controller 3 Port 17: Copying 512 bytes over to the sfp register structure\n");
   const auto done = records_of("sfp_evt", sfpdrv::msg::kInitDone);
   ASSERT_EQ(done.size(), 1u);
-  char summary[97] = "";
+  std::string summary;
   for (int i = 0; i < 32; ++i) {
-    std::snprintf(summary + 3 * i, 4, "%02x ", ops.eeprom[i]);
+    char hex[4];
+    std::snprintf(hex, sizeof hex, "%02x ", ops.eeprom[i]);
+    summary += hex;
   }
-  EXPECT_EQ(done[0].text, std::string("Controller 3 Port 17: Init done: ") + summary + "\n");
-}
+  EXPECT_EQ(done[0].text, "Controller 3 Port 17: Init done: " + summary + "\n");
 
-TEST_F(RegistryTest, ImageLengthIsCappedAndZeroCopiesNothing) {
-  auto module = sfptest::module_from("10gbase-sr");
-  sfp_platform_ops ops = sfptest::ops_for(*module);
-  ops.eeprom_len = 4096;
-  sfp_port_ctx *port = create(ops);
-  ASSERT_NE(port, nullptr);
-  EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kCopyingBytes)[0].text.find("Copying 512 bytes"),
-            21u);
-
-  sfptest::clear_traces();
+  // An empty image copies nothing and is an unknown module.
   sfp_platform_ops empty = sfptest::ops_for(*module, 0, 1);
   empty.opaque = &empty;
   empty.eeprom_len = 0;
   sfp_rc rc = 0;
   EXPECT_EQ(create(empty, &rc), nullptr);
-  EXPECT_EQ(rc, SFP_RC_UNSUPPORTED) << "an empty image is an unknown module";
+  EXPECT_EQ(rc, SFP_RC_UNSUPPORTED);
   EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kInvalidDeviceType).size(), 1u);
   const sfp_port_ctx *blank = registry().front();
-  for (uint8_t byte : blank->eeprom) {
-    ASSERT_EQ(byte, 0);
-  }
+  EXPECT_EQ(std::count(blank->eeprom, blank->eeprom + SFP_EEPROM_IMAGE_LEN, 0),
+            static_cast<long>(SFP_EEPROM_IMAGE_LEN));
 }
 
 TEST_F(RegistryTest, FailedInitialisationLeavesAReusableUninitialisedContext) {
