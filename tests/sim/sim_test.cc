@@ -1,0 +1,315 @@
+// The simulated module's callbacks, its ready-made profiles and image files.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <numeric>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "sfpsim/module.h"
+
+namespace {
+
+using sfpsim::Bus;
+using sfpsim::Memory;
+using sfpsim::Module;
+using Bytes = std::vector<uint8_t>;
+
+// Every byte tells where it lives: A0h holds its offset, the A2h lower half
+// 0x80 + its offset (but the select at 127, 0), and table t at A2h offset o
+// (128..255) 0x40 * t + o - 128, modulo 256.
+uint8_t table_byte(unsigned table, unsigned a2_offset) {
+  return static_cast<uint8_t>(0x40 * table + a2_offset - 128);
+}
+
+class SimModule : public ::testing::Test {
+protected:
+  SimModule() {
+    auto &mem = module.memory();
+    std::iota(mem.a0.begin(), mem.a0.end(), uint8_t{0});
+    std::iota(mem.a2_lower.begin(), mem.a2_lower.end() - 1, uint8_t{0x80});
+    for (unsigned t = 0; t < 4; ++t) {
+      std::iota(mem.tables[t].begin(), mem.tables[t].end(), table_byte(t, 128));
+    }
+  }
+  Bytes read(uint8_t page, uint8_t offset, uint32_t length, int expect = 0) {
+    Bytes out(length, 0xAA);
+    EXPECT_EQ(Module::read_cb(&module, offset, page, length, out.data()), expect);
+    return out;
+  }
+  int write(uint8_t page, uint8_t offset, Bytes data) {
+    return Module::write_cb(&module, offset, page, static_cast<uint32_t>(data.size()), data.data());
+  }
+  void select(uint8_t table) { ASSERT_EQ(write(1, 127, {table}), 0); }
+
+  Module module;
+};
+
+TEST_F(SimModule, MapsPagesToTheSelectedTableAndRefusesBadCalls) {
+  const Memory before = module.memory();
+  EXPECT_EQ(read(0, 250, 7, sfpsim::kRangeError), Bytes(7, 0xAA));
+  EXPECT_EQ(read(2, 127, 2, sfpsim::kRangeError), Bytes(2, 0xAA)); // 255 and past
+  EXPECT_EQ(read(2, 126, 2).size(), 2u);                           // 254 and 255
+  uint8_t byte = 0;
+  EXPECT_EQ(Module::read_cb(&module, 1, 0, ~0u, &byte), sfpsim::kRangeError); // 1 + ~0u wraps
+  EXPECT_EQ(write(0, 255, {1, 2}), sfpsim::kRangeError);
+  EXPECT_EQ(Module::read_cb(nullptr, 0, 0, 1, &byte), sfpsim::kInvalidArgument);
+  EXPECT_EQ(Module::write_cb(&module, 0, 0, 4, nullptr), sfpsim::kInvalidArgument);
+  EXPECT_EQ(Module::read_cb(&module, 0, 6, 1, &byte), sfpsim::kInvalidArgument);
+  EXPECT_EQ(Module::write_cb(&module, 0, 0, 0, nullptr), 0);
+  EXPECT_EQ(module.memory(), before);
+  EXPECT_EQ(module.log().size(), 8u); // all but the call without a module
+
+  EXPECT_EQ(read(0, 10, 3), (Bytes{10, 11, 12}));
+  EXPECT_EQ(read(1, 4, 2), (Bytes{0x84, 0x85}));
+  select(2);
+  // Table 2 as the library reads it (page 4), by the low offset, and via page 1.
+  EXPECT_EQ(read(4, 130, 1)[0], table_byte(2, 130));
+  EXPECT_EQ(read(4, 2, 1)[0], table_byte(2, 130));
+  EXPECT_EQ(read(1, 126, 3), (Bytes{0xFE, 2, table_byte(2, 128)}));
+  select(1); // the table comes from the select, not from the page
+  EXPECT_EQ(read(2, 0, 1)[0], table_byte(1, 128));
+  EXPECT_EQ(read(5, 200, 1)[0], table_byte(1, 200));
+  select(4); // beyond the tables: reads 0xff, writes ignored, lower half intact
+  const auto tables = module.memory().tables;
+  EXPECT_EQ(read(3, 130, 2), (Bytes{0xff, 0xff}));
+  EXPECT_EQ(write(1, 140, {1, 2, 3}), 0);
+  EXPECT_EQ(module.memory().tables, tables);
+  EXPECT_EQ(read(1, 0, 1)[0], 0x80);
+
+  EXPECT_EQ(write(0, 20, {0xde, 0xad}), 0);
+  EXPECT_EQ(read(0, 19, 4), (Bytes{19, 0xde, 0xad, 22}));
+  select(3);
+  EXPECT_EQ(write(5, 0, {0x5a}), 0);
+  EXPECT_EQ(module.memory().tables[3][0], 0x5a);
+  // A write through 127 changes the select; the rest still goes to the old table.
+  EXPECT_EQ(write(1, 127, {0, 0x77}), 0);
+  EXPECT_EQ(module.table_select(), 0);
+  EXPECT_EQ(module.memory().tables[3][0], 0x77);
+}
+
+TEST_F(SimModule, LogsEveryCallAndInjectsFaults) {
+  module.set_logging(false); // counted, not logged
+  read(0, 0, 1);
+  module.set_logging(true);
+  select(2);
+  read(4, 130, 2);
+  uint8_t byte = 0;
+  EXPECT_EQ(Module::bitbang_read_cb(&module, 5, 0, 1, &byte), 0);
+  auto fields = [](const sfpsim::Access &a) {
+    return std::make_tuple(a.bus, a.page, a.offset, a.length, a.bytes, a.status, a.table);
+  };
+  ASSERT_EQ(module.log().size(), 3u);
+  // The select's own write is logged with the select in force before it.
+  EXPECT_EQ(fields(module.log()[0]), fields({Bus::Write, 1, 127, 1, {2}, 0, 0}));
+  EXPECT_EQ(fields(module.log()[1]),
+            fields({Bus::Read, 4, 130, 2, {table_byte(2, 130), table_byte(2, 131)}, 0, 2}));
+  EXPECT_EQ(fields(module.log()[2]), fields({Bus::BitBangRead, 0, 5, 1, {5}, 0, 2}));
+  EXPECT_EQ(module.access_count(), 4u);
+
+  module.clear_log();
+  module.fail_nth_access(0, 9); // fails nothing
+  module.fail_nth_access(3, 5); // the third call from now, once, whatever the callback
+  read(0, 0, 1);
+  EXPECT_EQ(write(0, 0, {0x11}), 0);
+  EXPECT_EQ(Module::bitbang_read_cb(&module, 0, 0, 1, &byte), 5);
+  EXPECT_EQ(write(0, 1, {0x22}), 0);
+  EXPECT_EQ(fields(module.log()[2]), fields({Bus::BitBangRead, 0, 0, 1, {}, 5, 2}));
+
+  module.fail_at(0, 20, 7, 3); // at every call to a place till cleared, with 3 real bytes
+  module.fail_at(1, 0, 8);
+  EXPECT_EQ(read(0, 20, 6, 7), (Bytes{20, 21, 22, 0xAA, 0xAA, 0xAA}));
+  EXPECT_EQ(fields(module.log().back()), fields({Bus::Read, 0, 20, 6, {20, 21, 22}, 7, 2}));
+  read(0, 20, 1, 7);
+  EXPECT_EQ(read(0, 19, 3), (Bytes{19, 20, 21})); // the start offset must match
+  EXPECT_EQ(write(1, 0, {0}), 8);
+  EXPECT_EQ(module.memory().a2_lower[0], 0x80); // a faulted write changes nothing
+  module.clear_faults();
+  EXPECT_EQ(read(0, 20, 1), Bytes{20});
+}
+
+TEST_F(SimModule, CallerImageAndCreationRecord) {
+  select(3); // the image still carries table 0
+  const auto image = module.caller_image();
+  EXPECT_EQ(std::make_tuple(image[5], image[256 + 10], image[256 + 127], image[384 + 4]),
+            std::make_tuple(5, 0x8A, 3, table_byte(0, 132)));
+  const sfp_platform_ops ops = module.platform_ops(2, 7);
+  EXPECT_EQ(std::make_tuple(ops.opaque, ops.controller, ops.port, ops.eeprom_len),
+            std::make_tuple(static_cast<void *>(&module), 2, 7, 512u));
+  EXPECT_TRUE(std::equal(image.begin(), image.end(), ops.eeprom));
+  EXPECT_EQ(
+      std::make_tuple(ops.read_cb, ops.write_cb, ops.bitbang_read_cb, ops.phy_read_cb),
+      std::make_tuple(&Module::read_cb, &Module::write_cb, &Module::bitbang_read_cb, nullptr));
+}
+
+// A plain bit-by-bit CRC-32 (reflected 0xEDB88320, all-ones start and end).
+uint32_t reference_crc(const uint8_t *data, std::size_t size) {
+  uint32_t crc = ~0u;
+  for (std::size_t bit = 0; bit < size * 8; ++bit) {
+    const bool carry = ((crc ^ (data[bit / 8] >> (bit % 8))) & 1u) != 0;
+    crc = (crc >> 1) ^ (carry ? 0xEDB88320u : 0u);
+  }
+  return ~crc;
+}
+
+unsigned sum_mod256(const uint8_t *first, const uint8_t *last) {
+  return std::accumulate(first, last, 0u) % 256;
+}
+
+// A0h bytes 63 and 95 sum the bytes before them; 124..127 hold the CRC of
+// 96..123, low byte first.
+void expect_valid_check_bytes(const Memory &m) {
+  const uint8_t *a0 = m.a0.data();
+  EXPECT_EQ(a0[63], sum_mod256(a0, a0 + 63));
+  EXPECT_EQ(a0[95], sum_mod256(a0 + 64, a0 + 95));
+  EXPECT_EQ(a0[124] | a0[125] << 8 | a0[126] << 16 | uint32_t{a0[127]} << 24,
+            reference_crc(a0 + 96, 28));
+}
+
+unsigned u16(const uint8_t *at) {
+  return at[0] * 256u + at[1];
+}
+
+TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
+  const auto *digits = reinterpret_cast<const uint8_t *>("123456789");
+  EXPECT_EQ(reference_crc(digits, 9), 0xCBF43926u); // the common check value
+  EXPECT_EQ(sfpsim::crc32({digits, 9}), 0xCBF43926u);
+  std::set<std::string> with_diagnostics;
+  for (const auto &p : sfpsim::profiles()) {
+    SCOPED_TRACE(p.name);
+    EXPECT_EQ(sfpsim::find_profile(p.name), &p); // so no two share a name
+    if (p.name == "blank") {
+      EXPECT_EQ(p.memory, Memory{});
+      continue;
+    }
+    expect_valid_check_bytes(p.memory);
+    EXPECT_EQ(std::string(p.memory.a0.begin() + 20, p.memory.a0.begin() + 36), "SIMLAB OPTICS   ");
+    if ((p.memory.a0[92] & 0x40) == 0) {
+      continue;
+    }
+    with_diagnostics.insert(p.name);
+    const uint8_t *a2 = p.memory.a2_lower.data();
+    EXPECT_EQ(a2[95], sum_mod256(a2, a2 + 95));
+    for (std::size_t q = 0; q < 5; ++q) { // temperature (signed), Vcc, bias, Tx, Rx power
+      std::vector<unsigned> levels;       // alarm, warning high; live; warning, alarm low
+      for (const std::size_t at : {8 * q, 8 * q + 4, 96 + 2 * q, 8 * q + 6, 8 * q + 2}) {
+        levels.push_back(u16(a2 + at) ^ (q == 0 ? 0x8000u : 0u));
+      }
+      EXPECT_TRUE(std::ranges::adjacent_find(levels, std::less_equal<>{}) == levels.end())
+          << "quantity " << q << ": " << ::testing::PrintToString(levels);
+    }
+  }
+  EXPECT_EQ(sfpsim::find_profile("no-such-module"), nullptr);
+  EXPECT_EQ(with_diagnostics,
+            (std::set<std::string>{"1000base-sx", "10gbase-sr", "25gbase-sr", "10g-tunable-dwdm"}));
+  Memory edited = sfpsim::find_profile("10gbase-sr")->memory; // repaired by fix_checksums
+  for (const std::size_t at : {0, 64, 100}) {                 // one byte under each check
+    edited.a0[at] ^= 0x0B;
+  }
+  sfpsim::fix_checksums(edited);
+  expect_valid_check_bytes(edited);
+  // The SX module shows the values it was made with; the tunable one its range.
+  const uint8_t *a2 = sfpsim::find_profile("1000base-sx")->memory.a2_lower.data();
+  auto dbm = [](unsigned raw) { return 10.0 * std::log10(raw * 0.1e-3 /* mW */); };
+  EXPECT_NEAR(static_cast<int16_t>(u16(a2 + 96)) / 256.0, 35.5, 0.01);
+  EXPECT_NEAR(u16(a2 + 98) * 100e-6, 3.30, 0.001);
+  EXPECT_NEAR(u16(a2 + 100) * 2e-3, 6.0, 0.01);
+  EXPECT_NEAR(dbm(u16(a2 + 102)), -2.5, 0.01);
+  EXPECT_NEAR(dbm(u16(a2 + 104)), -3.0, 0.01);
+  const uint8_t *t2 = sfpsim::find_profile("10g-tunable-dwdm")->memory.tables[2].data(); // A2h 128
+  EXPECT_NEAR(u16(t2 + 4) + u16(t2 + 6) * 1e-4, 191.35, 1e-9);                           // THz
+  EXPECT_NEAR(u16(t2 + 8) + u16(t2 + 10) * 1e-4, 196.10, 1e-9);
+  EXPECT_EQ(u16(t2 + 16), 1u);
+}
+
+// Distinct, mostly non-printable bytes.
+std::string reference(std::size_t size) {
+  std::string out(size, '\0');
+  std::ranges::generate(out,
+                        [i = 0u]() mutable { return static_cast<char>((i++ * 37 + 11) & 0xff); });
+  return out;
+}
+
+enum class Style { Plain, Prefixed, Ethtool };
+
+// Bytes as text, `per_line` a line: plain lower-case hex, "0xAB" with CRLF
+// line ends, or an ethtool dump with its header and offset labels.
+std::string as_text(const std::string &bytes, std::size_t per_line, Style style) {
+  const bool ethtool = style == Style::Ethtool;
+  const bool prefixed = style == Style::Prefixed;
+  const char *line_end = prefixed ? "\r\n" : ethtool ? " \n" : "\n";
+  std::string out = ethtool ? "Offset\t\tValues\n------\t\t------\n" : "";
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    char label[32];
+    char text[64];
+    (void)std::snprintf(label, sizeof label, "0x%04zx:\t\t", i);
+    (void)std::snprintf(text, sizeof text, prefixed ? "%s0x%02X%s" : "%s%02x%s",
+                        ethtool && i % per_line == 0 ? label : "", static_cast<uint8_t>(bytes[i]),
+                        (i + 1) % per_line != 0 ? "\t " : line_end);
+    out += text;
+  }
+  return out;
+}
+
+// Loads `contents` from a file: the caller image, or the error (FILE the path).
+std::string load(const std::string &contents) {
+  const std::string path = ::testing::TempDir() + "sfpsim_image_" + std::to_string(::getpid());
+  std::ofstream(path, std::ios::binary) << contents;
+  std::string error;
+  const auto memory = sfpsim::load_image_file(path, error);
+  (void)std::remove(path.c_str());
+  if (!memory) {
+    return error.starts_with(path) ? "FILE" + error.substr(path.size()) : error;
+  }
+  const auto image = Module(*memory).caller_image();
+  return std::string(image.begin(), image.end());
+}
+
+// The caller image holds A0h, A2h and table 0 as the file does (else zero).
+TEST(SimImage, LoadsEveryFormatAtBothSizes) {
+  for (const std::size_t size : {256u, 512u}) {
+    const std::string bytes = reference(size);
+    const std::string image = bytes + std::string(512 - size, '\0');
+    EXPECT_EQ(load(bytes), image);
+    EXPECT_EQ(load(as_text(bytes, 16, Style::Plain)), image);
+    EXPECT_EQ(load(as_text(bytes, 7, Style::Prefixed)), image);
+    EXPECT_EQ(load(as_text(bytes, 16, Style::Ethtool)), image);
+  }
+}
+
+TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
+  std::string gap = as_text(reference(256), 16, Style::Ethtool);
+  gap.replace(gap.find("0x0020:"), 7, "0x0030:");
+  std::string long_line = as_text(reference(256), 16, Style::Ethtool);
+  long_line.replace(long_line.find(" \n0x0010"), 2, " 00\n");
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"03 04\n\n05 zz 06\n", "line 3: 'zz' is not a hex byte"},
+      {std::string(300, '\0'), "300 bytes; an image has 256 or 512"},
+      {as_text(reference(255), 16, Style::Plain), "255 bytes; an image has 256 or 512"},
+      {gap, "line 5: offset 0x0020 expected, found 0x0030"},
+      {long_line, "line 3: 17 bytes after the offset; a line has at most 16"},
+      {"03 04 123\n", "line 1: '123' is not a hex byte"},
+      {"", "empty file"},
+      {" \n\t\n", "no hex bytes in the file"},
+  };
+  for (const auto &[contents, message] : cases) {
+    EXPECT_EQ(load(contents), "FILE: " + message);
+  }
+  EXPECT_EQ(load(std::string(sfpsim::kMaxImageFileSize + 1, '\0')),
+            "FILE: larger than 1 MiB; not an image file");
+  std::string error;
+  const std::string missing = ::testing::TempDir() + "sfpsim_no_such_image.bin";
+  EXPECT_FALSE(sfpsim::load_image_file(missing, error));
+  EXPECT_EQ(error, missing + ": cannot open: No such file or directory");
+  EXPECT_FALSE(sfpsim::load_image_file(::testing::TempDir(), error));
+  EXPECT_EQ(error, ::testing::TempDir() + ": is a directory, not an image file");
+}
+
+} // namespace
