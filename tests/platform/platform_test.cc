@@ -117,7 +117,11 @@ TEST(Pelog, FullRingDropsOldestAndKeepsNewestIntact) {
   const size_t kept = pelog_count(b);
   EXPECT_EQ(kept + dropped, written.size());
   EXPECT_EQ(records_of(b), std::vector<std::string>(written.end() - kept, written.end()));
-  EXPECT_TRUE(text_of(b).starts_with("[" + std::to_string(dropped) + " older records dropped]\n"));
+  // Built piecewise: GCC 12 warns wrongly about "[" + std::string at -O2.
+  std::string header = std::to_string(dropped);
+  header.insert(0, 1, '[');
+  header += " older records dropped]\n";
+  EXPECT_TRUE(text_of(b).starts_with(header));
   pelog_clear(b); // no records, no drops
   ASSERT_EQ(put(b, 7, "d", "after %d", 1), 0);
   EXPECT_EQ(text_of(b), "after 1\n");
