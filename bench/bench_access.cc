@@ -26,6 +26,15 @@ void BM_CallbackDirect(benchmark::State &state) {
 }
 BENCHMARK(BM_CallbackDirect);
 
+// The timed loop of the read benchmarks.
+void read_one_byte_each_iteration(benchmark::State &state, sfp_port_ctx *hdl, uint8_t &byte) {
+  for (auto _ : state) {
+    const sfp_rc rc = sfp_port_read(hdl, 0, SFP_PAGE_A0, 1, &byte);
+    benchmark::DoNotOptimize(rc);
+    benchmark::DoNotOptimize(byte);
+  }
+}
+
 // (b) A 1-byte read through sfp_port_read on a port whose callback returns at
 // once: the difference to (a) is the library's own cost.
 void BM_PortRead(benchmark::State &state) {
@@ -36,11 +45,7 @@ void BM_PortRead(benchmark::State &state) {
   }
   sfp_port_ctx *hdl = port.handle();
   uint8_t byte = 0;
-  for (auto _ : state) {
-    const sfp_rc rc = sfp_port_read(hdl, 0, SFP_PAGE_A0, 1, &byte);
-    benchmark::DoNotOptimize(rc);
-    benchmark::DoNotOptimize(byte);
-  }
+  read_one_byte_each_iteration(state, hdl, byte);
   if (sfp_port_read(hdl, 0, SFP_PAGE_A0, 1, &byte) != SFP_RC_OK) {
     state.SkipWithError("sfp_port_read failed");
     return;
@@ -80,11 +85,7 @@ void BM_PortReadSim(benchmark::State &state) {
   }
   sfp_port_ctx *hdl = port.handle();
   uint8_t byte = 0;
-  for (auto _ : state) {
-    const sfp_rc rc = sfp_port_read(hdl, 0, SFP_PAGE_A0, 1, &byte);
-    benchmark::DoNotOptimize(rc);
-    benchmark::DoNotOptimize(byte);
-  }
+  read_one_byte_each_iteration(state, hdl, byte);
   if (byte != 0x03) {
     state.SkipWithError("the simulated module did not return its identifier");
   }

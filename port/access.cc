@@ -96,20 +96,24 @@ extern "C" SFPDRV_API sfp_rc sfp_access(sfp_port_ctx *port, uint32_t offset, uin
   return SFP_RC_OK;
 }
 
-extern "C" SFPDRV_API sfp_rc sfp_port_read(sfp_port_ctx *hdl, uint32_t offset, uint32_t page,
-                                           uint32_t length, uint8_t *buffer) {
-  const sfp_rc rc = sfp_check_hdl(hdl, kSitePortRead);
+namespace {
+// The exported forms: the handle check, then the access.
+sfp_rc checked_access(sfp_port_ctx *hdl, uint32_t site, uint32_t offset, uint32_t page,
+                      uint32_t length, uint8_t *buffer, uint32_t direction) {
+  const sfp_rc rc = sfp_check_hdl(hdl, site);
   if (rc != SFP_RC_OK) {
     return rc;
   }
-  return sfp_access(hdl, offset, length, page, buffer, SFP_ACCESS_READ);
+  return sfp_access(hdl, offset, length, page, buffer, direction);
+}
+} // namespace
+
+extern "C" SFPDRV_API sfp_rc sfp_port_read(sfp_port_ctx *hdl, uint32_t offset, uint32_t page,
+                                           uint32_t length, uint8_t *buffer) {
+  return checked_access(hdl, kSitePortRead, offset, page, length, buffer, SFP_ACCESS_READ);
 }
 
 extern "C" SFPDRV_API sfp_rc sfp_port_write(sfp_port_ctx *hdl, uint32_t offset, uint32_t page,
                                             uint32_t length, uint8_t *buffer) {
-  const sfp_rc rc = sfp_check_hdl(hdl, kSitePortWrite);
-  if (rc != SFP_RC_OK) {
-    return rc;
-  }
-  return sfp_access(hdl, offset, length, page, buffer, SFP_ACCESS_WRITE);
+  return checked_access(hdl, kSitePortWrite, offset, page, length, buffer, SFP_ACCESS_WRITE);
 }
