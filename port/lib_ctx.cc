@@ -49,7 +49,9 @@ sfp_rc set_up_tracing(sfp_lib_ctx &lib) {
     return SFP_RC_OK;
   }
   event_manager *manager = event_manager_get(lib.evm);
-  const int rc = pelog_enable(lib.evt_trace, manager) | pelog_enable(lib.err_trace, manager);
+  // The event buffer's command first, then the error buffer's.
+  const int evt_rc = pelog_enable(lib.evt_trace, manager);
+  const int rc = evt_rc | pelog_enable(lib.err_trace, manager);
   if (rc != 0) {
     std::fprintf(stderr, stderr_text::kPelogEnableFailed, static_cast<unsigned>(rc));
     return static_cast<sfp_rc>(rc);
