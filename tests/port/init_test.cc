@@ -72,6 +72,9 @@ TEST_F(LibraryInit, RetriesUntilTheTraceServiceWorksThenInitialisesOnce) {
 
   // The show commands are registered with the event manager.
   auto *manager = static_cast<event_manager *>(sfptest::test_evm());
+  ASSERT_EQ(event_manager_command_count(manager), 2u);
+  EXPECT_STREQ(event_manager_command_name(manager, 0), "show pelog sfp_evt");
+  EXPECT_STREQ(event_manager_command_name(manager, 1), "show pelog sfp_err");
   char *shown = nullptr;
   size_t shown_len = 0;
   FILE *out = open_memstream(&shown, &shown_len);
