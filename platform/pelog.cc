@@ -196,24 +196,20 @@ void pack_args(const char *signature, va_list *args, unsigned char *out, size_t 
   for (const char *s = signature; *s != '\0'; ++s) {
     owed += *s == 'd' ? sizeof(int32_t) : *s == 'D' ? sizeof(uintptr_t) : 1;
   }
+  auto put = [&](const auto value) {
+    std::memcpy(out, &value, sizeof value);
+    out += sizeof value;
+    room -= sizeof value;
+    owed -= sizeof value;
+  };
   for (const char *s = signature; *s != '\0'; ++s) {
     switch (*s) {
-    case 'd': {
-      const int32_t value = va_arg(*args, int);
-      std::memcpy(out, &value, sizeof value);
-      out += sizeof value;
-      room -= sizeof value;
-      owed -= sizeof value;
+    case 'd':
+      put(static_cast<int32_t>(va_arg(*args, int)));
       break;
-    }
-    case 'D': {
-      const uintptr_t value = va_arg(*args, uintptr_t);
-      std::memcpy(out, &value, sizeof value);
-      out += sizeof value;
-      room -= sizeof value;
-      owed -= sizeof value;
+    case 'D':
+      put(va_arg(*args, uintptr_t));
       break;
-    }
     default: {
       const char *text = va_arg(*args, const char *);
       if (text == nullptr) {
