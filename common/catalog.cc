@@ -3,15 +3,18 @@
 #include <array>
 #include <cstddef>
 
+#include "control/messages.h"
 #include "port/messages.h"
+#include "xcvr/messages.h"
 
 namespace sfpdrv {
 namespace {
 
 using namespace msg;
 
-constexpr TraceMsg kCatalog[] = {SFPDRV_PORT_MESSAGES(SFPDRV_LIST_MESSAGE)
-                                     SFPDRV_ACCESS_MESSAGES(SFPDRV_LIST_MESSAGE)};
+constexpr TraceMsg kCatalog[] = {
+    SFPDRV_PORT_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_ACCESS_MESSAGES(SFPDRV_LIST_MESSAGE)
+        SFPDRV_XCVR_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_CONTROL_MESSAGES(SFPDRV_LIST_MESSAGE)};
 
 constexpr bool numbers_unique() {
   constexpr std::size_t n = std::size(kCatalog);

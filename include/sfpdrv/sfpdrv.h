@@ -5,7 +5,9 @@
 
 #include "sfpdrv/access.h"
 #include "sfpdrv/export.h"
+#include "sfpdrv/phy.h"
 #include "sfpdrv/port.h"
 #include "sfpdrv/types.h"
+#include "sfpdrv/xcvr.h"
 
 #endif /* SFPDRV_SFPDRV_H */
