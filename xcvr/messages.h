@@ -9,13 +9,22 @@
 #include "common/trace.h"
 
 // clang-format off
-#define SFPDRV_TYPE_TABLE_MESSAGES(X)
+#define SFPDRV_TYPE_TABLE_MESSAGES(X) \
+  X(kMultiRateNameMissing, 3101, "ddd",  "Controller %d Port %d: Multi rate SFP:%d ;Entry missing from multi rate table\n")
 
 #define SFPDRV_DETECT_MESSAGES(X)
 
 #define SFPDRV_SUPPORTED_MESSAGES(X)
 
-#define SFPDRV_MULTI_RATE_MESSAGES(X)
+#define SFPDRV_MULTI_RATE_MESSAGES(X) \
+  X(kMultiRateReadError,   3401, "dd",   "Controller %d Port %d: SFP Multi Rate Support : Read register error\n") \
+  X(kMultiRateOptics,      3402, "ddd",  "Controller %d Port %d: Multi Rate Optics port %d\n") \
+  X(kMultiRateBaseChosen,  3403, "dddd", "Controller %d Port %d: Selected multi rate base_sfp_type:%d port:%d\n") \
+  X(kMultiRateSubMissing,  3404, "ddd",  "Controller %d Port %d: Multi rate SFP:%d ;Entry missing for sub xcvr_type inmulti rate table\n") \
+  X(kRateSelect50G,        3405, "ddd",  "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 50G for port %d\n") \
+  X(kRateSelect25G,        3406, "dd",   "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 25G\n") \
+  X(kRateSelect10G,        3407, "dd",   "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 10G\n") \
+  X(kRateSelectWriteError, 3408, "dddd", "Controller %d Port %d: SFP Rate selection,reg_val:0x%x Write error, rc:0x%x\n")
 
 #define SFPDRV_WAVELENGTH_MESSAGES(X)
 

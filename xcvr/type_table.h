@@ -1,0 +1,67 @@
+// The transceiver type table: one row per recognised module type with the
+// identification pattern that selects it, in the slot order in which type
+// detection scans it (the first matching slot wins). Rows are constant; only
+// the per-slot "supported" flag changes at run time.
+#ifndef SFPDRV_XCVR_TYPE_TABLE_H
+#define SFPDRV_XCVR_TYPE_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "sfpdrv/xcvr.h"
+
+namespace sfpdrv {
+
+// One slot of the table. An empty slot is all zero (type 0, no name).
+struct XcvrRow {
+  sfp_xcvr_type xcvr_type;
+  uint32_t attr_low;  // compliance-code low word (A0h bytes 3..6); 0 = any
+  uint32_t attr_high; // compliance-code high word (A0h bytes 7..10); 0 = any
+  uint16_t ext_id;    // vendor transceiver code (A0h byte 96, 97); 0 = any
+  int32_t itu_chan;   // ITU channel of a DWDM row, kNoItuChan otherwise
+  // Informational: extended compliance code << 8 | cable metres (0xff = any)
+  // for the 25G/50G rows, cable metres for 10G cables, 0 otherwise.
+  uint32_t ext_code_length;
+  const char *name;
+};
+
+inline constexpr std::size_t kTypeSlots = SFP_XCVR_TYPE_SLOTS;
+inline constexpr std::size_t kTypeRows = 328;
+inline constexpr int32_t kNoItuChan = SFP_XCVR_NO_ITU_CHAN;
+
+inline constexpr sfp_xcvr_type kFirstTableType = SFP_XCVR_TYPE_UNKNOWN;
+inline constexpr sfp_xcvr_type kLastTableType = 853;
+
+// Display names of the types named by catalogue part number; the dual-rate
+// ones are also the names of their multi-rate families.
+namespace catalogue_name {
+inline constexpr const char *kOsc1510 = "PX-SFP-OSC1510-160";
+inline constexpr const char *kOsc1514 = "PX-SFP-OSC1514-160";
+inline constexpr const char *kDual25g10gCsr = "PX-SFP-25G10G-CSR";
+inline constexpr const char *kDual25g10gSr = "PX-SFP-25G10G-SR";
+inline constexpr const char *kDual25g10gLr = "PX-SFP-25G10G-LR";
+inline constexpr const char *kDual25g10gBxu = "PX-SFP-25G10G-BXU";
+inline constexpr const char *kDual25g10gBxd = "PX-SFP-25G10G-BXD";
+inline constexpr const char *kDual50g25gSr = "PX-SFP-50G25G-SR";
+inline constexpr const char *kDual50g25gLr = "PX-SFP-50G25G-LR";
+} // namespace catalogue_name
+
+// All slots, rows first (slots 0 to kTypeRows - 1), then the empty slots.
+std::span<const XcvrRow, kTypeSlots> type_slots();
+
+// The first slot whose type equals `type` (type 0 gives the first empty
+// slot), or nullopt when no slot has it.
+std::optional<std::size_t> first_slot_of(sfp_xcvr_type type);
+
+// The row of `type` (its first slot), or null.
+const XcvrRow *row_of(sfp_xcvr_type type);
+
+// The run-time "supported" flag of a slot (`slot` < kTypeSlots).
+uint32_t slot_supported(std::size_t slot);
+void set_slot_supported(std::size_t slot, uint32_t value);
+
+} // namespace sfpdrv
+
+#endif // SFPDRV_XCVR_TYPE_TABLE_H
