@@ -89,6 +89,40 @@ TEST_F(AccessTest, RefusalsReturn22WithTheirMessageAndTouchNothing) {
   EXPECT_TRUE(module_->log().empty());
 }
 
+// A request that fails several checks reports the first, and each path
+// reports under its own message numbers.
+TEST_F(AccessTest, FirstFailingCheckIsReportedUnderThePathsOwnMessage) {
+  using namespace sfpdrv::msg;
+  struct Case {
+    uint32_t offset, length, page;
+    bool null_buffer;
+    const sfpdrv::TraceMsg &paged, &bitbang;
+  };
+  const Case cases[] = {
+      {250, 7, 1, true, kAccessEmptyParams, kBbEmptyParams},
+      {200, 100, 6, false, kCrossBoundary, kBbCrossBoundary},
+      {250, 7, 1, false, kCrossBoundary, kBbCrossBoundary},
+      {128, 1, 6, false, kPageBeyondTables, kBbPageBeyondTables},
+      {0, 1, 1, false, kPageNotProvided, kBbPageNotProvided},
+  };
+  using Access = sfp_rc (*)(sfp_port_ctx *, uint32_t, uint32_t, uint32_t, uint8_t *, uint32_t);
+  port_->spaces.a2 = 0; // so that every request also fails the last check
+  for (const Case &c : cases) {
+    for (const auto &[access, msg] :
+         {std::pair<Access, const sfpdrv::TraceMsg &>{sfp_access, c.paged},
+          {sfp_special_bitbang_access, c.bitbang}}) {
+      sfptest::clear_traces();
+      EXPECT_EQ(access(port_, c.offset, c.length, c.page, c.null_buffer ? nullptr : buf_.data(), 1),
+                SFP_RC_INVALID);
+      const auto errors = records("sfp_err");
+      ASSERT_EQ(errors.size(), 1u) << msg.format;
+      EXPECT_EQ(errors[0].number, msg.number) << msg.format << " expected, got " << errors[0].text;
+    }
+  }
+  port_->spaces.a2 = 1;
+  EXPECT_TRUE(module_->log().empty());
+}
+
 TEST_F(AccessTest, BoundaryAndZeroLengthPassThrough) {
   ASSERT_EQ(sfp_access(port_, 250, 6, 0, buf_.data(), 1), SFP_RC_OK);
   EXPECT_EQ(0, std::memcmp(buf_.data(), &module_->memory().a0[250], 6));
