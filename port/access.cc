@@ -25,25 +25,45 @@ bool crosses_page_end(uint32_t offset, uint32_t length) {
   return offset + length - 1 >= kPageSize || offset >= kPageSize || length > kPageSize;
 }
 
+// The refusal messages of each access path.
+template <AccessPath Path> struct Refusals;
+template <> struct Refusals<AccessPath::Paged> {
+  static constexpr const TraceMsg &kBoundary = msg::kCrossBoundary;
+  static constexpr const TraceMsg &kBeyondTables = msg::kPageBeyondTables;
+  static constexpr const TraceMsg &kNotProvided = msg::kPageNotProvided;
+};
+template <> struct Refusals<AccessPath::BitBang> {
+  static constexpr const TraceMsg &kBoundary = msg::kBbCrossBoundary;
+  static constexpr const TraceMsg &kBeyondTables = msg::kBbPageBeyondTables;
+  static constexpr const TraceMsg &kNotProvided = msg::kBbPageNotProvided;
+};
+
 } // namespace
 
+template <AccessPath Path>
 sfp_rc check_request(const sfp_port_ctx *port, uint32_t offset, uint32_t length, uint32_t page) {
+  using Msg = Refusals<Path>;
   if (crosses_page_end(offset, length)) {
-    trace<msg::kCrossBoundary>(port->err_trace, port->controller, port->port);
+    trace<Msg::kBoundary>(port->err_trace, port->controller, port->port);
     return SFP_RC_INVALID;
   }
   if (offset >= kUpperHalf && page >= kPastLastPage) {
-    trace<msg::kPageBeyondTables>(port->err_trace, port->controller, port->port);
+    trace<Msg::kBeyondTables>(port->err_trace, port->controller, port->port);
     return SFP_RC_INVALID;
   }
   if (page != SFP_PAGE_A0 && port->spaces.a2 == 0) {
     const sfp_eeprom_space &s = port->spaces;
-    trace<msg::kPageNotProvided>(port->err_trace, port->controller, port->port, page,
-                                 flag(s.half_a0), flag(s.full_a0), 0u, flag(s.dom));
+    trace<Msg::kNotProvided>(port->err_trace, port->controller, port->port, page, flag(s.half_a0),
+                             flag(s.full_a0), 0u, flag(s.dom));
     return SFP_RC_INVALID;
   }
   return SFP_RC_OK;
 }
+
+template sfp_rc check_request<AccessPath::Paged>(const sfp_port_ctx *, uint32_t, uint32_t,
+                                                 uint32_t);
+template sfp_rc check_request<AccessPath::BitBang>(const sfp_port_ctx *, uint32_t, uint32_t,
+                                                   uint32_t);
 
 int write_table_select(const sfp_port_ctx *port, uint32_t page) {
   uint8_t table = static_cast<uint8_t>(page - kFirstTablePage);
@@ -57,7 +77,7 @@ using namespace sfpdrv;
 extern "C" SFPDRV_API sfp_rc sfp_access(sfp_port_ctx *port, uint32_t offset, uint32_t length,
                                         uint32_t page, uint8_t *buffer, uint32_t direction) {
   if (port == nullptr) {
-    trace<msg::kNullSfpPort>(sfp_get_ctx()->err_trace);
+    trace<msg::kNullSfpPort>(library_err_trace());
     return SFP_RC_INVALID;
   }
   if (port->write_cb == nullptr || buffer == nullptr || port->read_cb == nullptr) {
@@ -68,7 +88,7 @@ extern "C" SFPDRV_API sfp_rc sfp_access(sfp_port_ctx *port, uint32_t offset, uin
     trace<msg::kBadDirection>(port->err_trace, port->controller, port->port, direction);
     return SFP_RC_INVALID;
   }
-  const sfp_rc refused = check_request(port, offset, length, page);
+  const sfp_rc refused = check_request<AccessPath::Paged>(port, offset, length, page);
   if (refused != SFP_RC_OK) {
     return refused;
   }

@@ -10,7 +10,7 @@ extern "C" SFPDRV_API sfp_rc sfp_special_bitbang_access(sfp_port_ctx *port, uint
                                                         uint32_t length, uint32_t page,
                                                         uint8_t *buffer, uint32_t direction) {
   if (port == nullptr) {
-    trace<msg::kBbNullSfpPort>(sfp_get_ctx()->err_trace);
+    trace<msg::kBbNullSfpPort>(library_err_trace());
     return SFP_RC_INVALID;
   }
   const bool selects_table = page >= SFP_PAGE_A2_TABLE0;
@@ -19,7 +19,7 @@ extern "C" SFPDRV_API sfp_rc sfp_special_bitbang_access(sfp_port_ctx *port, uint
     trace<msg::kBbEmptyParams>(port->err_trace, port->controller, port->port);
     return SFP_RC_INVALID;
   }
-  const sfp_rc refused = check_request(port, offset, length, page);
+  const sfp_rc refused = check_request<AccessPath::BitBang>(port, offset, length, page);
   if (refused != SFP_RC_OK) {
     return refused;
   }

@@ -12,41 +12,49 @@ namespace {
 
 constexpr std::size_t kSummaryBytes = 32;
 
+// What the locked part of creation ended with: the context, or the status
+// that ends the creation and whether that status goes into the caller's
+// result (every way out after the registry lookup, and a failed one-time
+// initialisation; not a lock or allocation failure).
+struct Lookup {
+  sfp_rc rc = SFP_RC_OK;
+  sfp_port_ctx *port = nullptr;
+  bool reported = false;
+};
+
 // Finds or registers the context of `opaque` under the registry lock,
-// running the one-time initialisation first if needed. Returns 0 with the
-// context in `found`, or the status that ends the creation.
-sfp_rc find_or_add_port(const sfp_platform_ops &ops, sfp_port_create_result &result,
-                        sfp_port_ctx *&found) {
+// running the one-time initialisation first if needed.
+Lookup find_or_add_port(const sfp_platform_ops &ops) {
   sfp_lib_ctx &lib = *sfp_get_ctx();
   sfp_rc rc = lock_registry(kSiteCreateLock);
   if (rc != SFP_RC_OK) {
-    return rc;
+    return {.rc = rc};
   }
   if (lib.initialised == 0) {
     rc = init_library(ops);
     if (rc != SFP_RC_OK) {
-      result.status = rc;
-      return unlock_registry(rc);
+      return {.rc = unlock_registry(rc), .reported = true};
     }
   } else {
-    trace<msg::kDllAlreadyInit>(lib.evt_trace);
+    trace<msg::kDllAlreadyInit>(library_evt_trace());
   }
-  found = registry_find(ops.opaque);
+  sfp_port_ctx *found = registry_find(ops.opaque);
   if (found == nullptr) {
-    trace<msg::kCreatePortCtx>(lib.evt_trace, ops.opaque);
+    trace<msg::kCreatePortCtx>(library_evt_trace(), ops.opaque);
     found = registry_add(ops.opaque);
     if (found == nullptr) {
-      trace<msg::kAllocPortFailed>(lib.err_trace, ops.opaque);
+      trace<msg::kAllocPortFailed>(library_err_trace(), ops.opaque);
       rc = unlock_registry(SFP_RC_OK);
-      if (rc != SFP_RC_OK) {
-        return rc;
+      if (rc == SFP_RC_OK) {
+        std::fputs(stderr_text::kPortFindAddError, stderr);
+        rc = SFP_RC_NO_MEMORY;
       }
-      std::fputs(stderr_text::kPortFindAddError, stderr);
-      return SFP_RC_NO_MEMORY;
+      return {.rc = rc};
     }
   }
-  trace<msg::kFindEnd>(lib.evt_trace, ops.opaque);
-  return unlock_registry(SFP_RC_OK);
+  trace<msg::kFindEnd>(library_evt_trace(), ops.opaque);
+  rc = unlock_registry(SFP_RC_OK);
+  return {.rc = rc, .port = rc == SFP_RC_OK ? found : nullptr, .reported = true};
 }
 
 void take_over_parameters(sfp_port_ctx &port, const sfp_platform_ops &ops) {
@@ -100,21 +108,24 @@ using namespace sfpdrv;
 extern "C" SFPDRV_API sfp_rc sfp_port_create(const sfp_platform_ops *ops,
                                              sfp_port_create_result *result) {
   if (ops == nullptr || result == nullptr) {
-    trace<msg::kCreateNullParams>(sfp_get_ctx()->err_trace);
+    trace<msg::kCreateNullParams>(library_err_trace());
     return SFP_RC_INVALID;
   }
-  sfp_port_ctx *port = nullptr;
-  sfp_rc rc = find_or_add_port(*ops, *result, port);
-  if (rc != SFP_RC_OK || port == nullptr) {
-    return rc;
+  const Lookup found = find_or_add_port(*ops);
+  if (found.port == nullptr) {
+    if (found.reported) {
+      result->status = found.rc;
+    }
+    return found.rc;
   }
+  sfp_port_ctx *port = found.port;
   if (port->initialised != 0) {
     result->handle = port;
     result->module_present = ops->module_present;
     result->status = SFP_RC_OK;
     return SFP_RC_OK;
   }
-  rc = initialise_port(*port, *ops, *result);
+  const sfp_rc rc = initialise_port(*port, *ops, *result);
   result->status = rc;
   return rc;
 }

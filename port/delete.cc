@@ -5,17 +5,16 @@
 using namespace sfpdrv;
 
 extern "C" SFPDRV_API sfp_rc sfp_port_delete(sfp_port_ctx *hdl) {
-  const sfp_lib_ctx &lib = *sfp_get_ctx();
   const sfp_rc rc = lock_registry(kSiteDeleteLock);
   if (rc != SFP_RC_OK) {
     return rc;
   }
   sfp_rc status = SFP_RC_OK;
   if (hdl == nullptr) {
-    trace<msg::kDeleteNullHdl>(lib.err_trace);
+    trace<msg::kDeleteNullHdl>(library_err_trace());
     status = SFP_RC_INVALID;
   } else if (!registry_remove(hdl)) {
-    trace<msg::kDeleteNotFound>(lib.err_trace, hdl);
+    trace<msg::kDeleteNotFound>(library_err_trace(), hdl);
     status = SFP_RC_NOT_FOUND;
   }
   return unlock_registry(status);

@@ -60,6 +60,12 @@ void set_mutex_ops(const MutexOps *ops);
 // the failure status (after printing its messages).
 sfp_rc init_library(const sfp_platform_ops &ops);
 
+// The library's error and event buffers, for library-level messages. Safe
+// to call without the registry lock: null until the one-time initialisation
+// has opened the buffer, then the ready buffer.
+sfp_trace_hdl library_err_trace();
+sfp_trace_hdl library_evt_trace();
+
 // The process-wide page-select flags, read and written without a lock by
 // concurrent port operations.
 uint32_t no_page_select(uint32_t direction);
@@ -73,8 +79,13 @@ sfp_rc run_identification_stage(sfp_port_ctx *port);
 
 // --- access (access.cc) ---
 
+// The two paths into module memory; each traces its refusals under message
+// numbers of its own so that an operator can tell which path refused.
+enum class AccessPath { Paged, BitBang };
+
 // The request checks shared by the paged and the bit-bang access: range,
 // table limit and A2h presence. Returns 0 or 22 after tracing the refusal.
+template <AccessPath Path>
 sfp_rc check_request(const sfp_port_ctx *port, uint32_t offset, uint32_t length, uint32_t page);
 
 // Writes the table number for `page` (2 to 5) to A2h byte 127. Returns the

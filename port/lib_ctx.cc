@@ -29,18 +29,39 @@ sfp_lib_ctx g_lib = {
     .unsupported_xcvr_allowed = 0,
 };
 
-int open_trace_buffer(sfp_trace_hdl *out, const char *name) {
-  return pelog_open(out, name, kTraceBufferSize, kTraceOpenMode, kTraceDirectory, kCatalogId, 0);
+// The trace handles are read without the registry lock (null-handle and
+// lock-failure paths) while the first creation sets them under it. A handle
+// is stored with release only once its buffer is open, and read with
+// acquire, so a reader sees either null (the record is dropped) or a buffer
+// ready for writing.
+void publish(sfp_trace_hdl &slot, sfp_trace_hdl buffer) {
+  std::atomic_ref<sfp_trace_hdl>(slot).store(buffer, std::memory_order_release);
+}
+
+sfp_trace_hdl published(sfp_trace_hdl &slot) {
+  return std::atomic_ref<sfp_trace_hdl>(slot).load(std::memory_order_acquire);
+}
+
+// Opens a trace buffer and publishes its handle in `slot`. Returns the
+// trace service's status.
+int open_trace_buffer(sfp_trace_hdl &slot, const char *name) {
+  sfp_trace_hdl buffer = nullptr;
+  const int rc =
+      pelog_open(&buffer, name, kTraceBufferSize, kTraceOpenMode, kTraceDirectory, kCatalogId, 0);
+  if (rc == 0) {
+    publish(slot, buffer);
+  }
+  return rc;
 }
 
 // Opens both buffers and enables their show commands. Returns 0 or the
 // failure status after printing what failed.
 sfp_rc set_up_tracing(sfp_lib_ctx &lib) {
-  if (open_trace_buffer(&lib.err_trace, "sfp_err") != 0) {
+  if (open_trace_buffer(lib.err_trace, "sfp_err") != 0) {
     std::fputs(stderr_text::kPelogErrFailed, stderr);
     return SFP_RC_FAULT;
   }
-  if (open_trace_buffer(&lib.evt_trace, "sfp_evt") != 0) {
+  if (open_trace_buffer(lib.evt_trace, "sfp_evt") != 0) {
     std::fputs(stderr_text::kPelogEvtFailed, stderr);
     return SFP_RC_FAULT;
   }
@@ -68,8 +89,8 @@ sfp_rc init_library(const sfp_platform_ops &ops) {
     std::fputs(stderr_text::kPelogInitFailed, stderr);
     return rc;
   }
-  g_lib.port_evt_trace = g_lib.evt_trace;
-  g_lib.port_err_trace = g_lib.err_trace;
+  publish(g_lib.port_evt_trace, g_lib.evt_trace);
+  publish(g_lib.port_err_trace, g_lib.err_trace);
   trace<msg::kDllInitDone>(g_lib.evt_trace, 0);
   // The supported part-number lists are built here once transceiver
   // identification is part of the library.
@@ -77,6 +98,14 @@ sfp_rc init_library(const sfp_platform_ops &ops) {
   g_lib.initialised = 1;
   g_lib.unsupported_xcvr_allowed = ops.unsupported_xcvr_allowed;
   return SFP_RC_OK;
+}
+
+sfp_trace_hdl library_err_trace() {
+  return published(g_lib.err_trace);
+}
+
+sfp_trace_hdl library_evt_trace() {
+  return published(g_lib.evt_trace);
 }
 
 // Concurrent creations of different ports write these flags while other
@@ -102,13 +131,13 @@ extern "C" SFPDRV_API sfp_lib_ctx *sfp_get_ctx(void) {
 
 extern "C" SFPDRV_API sfp_rc sfp_check_hdl(sfp_port_ctx *hdl, uint32_t site) {
   if (hdl == nullptr) {
-    trace<msg::kNullHdl>(g_lib.err_trace);
+    trace<msg::kNullHdl>(library_err_trace());
     return SFP_RC_INVALID;
   }
   if (hdl->initialised == 0) {
     // A context whose initialisation stopped before it got its buffers
     // reports on the library's.
-    sfp_trace_hdl buffer = hdl->err_trace != nullptr ? hdl->err_trace : g_lib.port_err_trace;
+    sfp_trace_hdl buffer = hdl->err_trace != nullptr ? hdl->err_trace : library_err_trace();
     trace<msg::kNotInitialised>(buffer, hdl->controller, hdl->port, hdl, hdl->opaque, site);
     return SFP_RC_INVALID;
   }

@@ -43,7 +43,10 @@
   X(kRegReadError,       2012, "ddddddd", "Controller %d Port %d: access error. Reg 0x%x Sz %d page %d rw %d rc: 0x%x\n") \
   X(kBbNullSfpPort,      2013, "",      "NULL Sfp Port\n") \
   X(kRegNullSfpPort,     2014, "",      "NULL Sfp Port\n") \
-  X(kBadDirection,       2015, "ddd",   "Controller %d Port %d: SFP Access : invalid direction %d\n")
+  X(kBadDirection,       2015, "ddd",   "Controller %d Port %d: SFP Access : invalid direction %d\n") \
+  X(kBbCrossBoundary,    2016, "dd",    "Controller %d Port %d: SFP Access : register address cross upper page boundary\n") \
+  X(kBbPageBeyondTables, 2017, "dd",    "Controller %d Port %d: SFP Access : requested PAGE is beyond supported pages [0-3]\n") \
+  X(kBbPageNotProvided,  2018, "ddddddd", "Controller %d Port %d: SFP Access : requested PAGE %d is beyond supported [half_a0:%d full_a0:%d a2:%d dom:%d]\n")
 // clang-format on
 
 namespace sfpdrv::msg {

@@ -45,7 +45,7 @@ using namespace sfpdrv;
 extern "C" SFPDRV_API sfp_rc sfp_reg_access(sfp_port_ctx *port, char **text, uint32_t *size,
                                             uint32_t direction) {
   if (port == nullptr) {
-    trace<msg::kRegNullSfpPort>(sfp_get_ctx()->err_trace);
+    trace<msg::kRegNullSfpPort>(library_err_trace());
     return SFP_RC_INVALID;
   }
   if (port->write_cb == nullptr || text == nullptr || size == nullptr || port->read_cb == nullptr) {

@@ -34,9 +34,9 @@ sfp_rc lock_registry(uint32_t site) {
     thread_unmark_mutex_block(&lib.lock);
   }
   if (rc != 0) {
-    trace<msg::kMutexLockFailed>(lib.err_trace, rc, errno);
+    trace<msg::kMutexLockFailed>(library_err_trace(), rc, errno);
     if (rc == EDEADLK) {
-      trace<msg::kLockDeadlock>(lib.err_trace);
+      trace<msg::kLockDeadlock>(library_err_trace());
     }
   }
   return static_cast<sfp_rc>(rc);
@@ -46,7 +46,7 @@ sfp_rc unlock_registry(sfp_rc status) {
   sfp_lib_ctx &lib = *sfp_get_ctx();
   const int rc = mutex_ops().unlock(&lib.lock);
   if (rc != 0) {
-    trace<msg::kMutexUnlockFailed>(lib.err_trace, rc, errno);
+    trace<msg::kMutexUnlockFailed>(library_err_trace(), rc, errno);
     return static_cast<sfp_rc>(rc);
   }
   return status;
@@ -58,7 +58,7 @@ sfp_port_ctx *registry_find(const void *opaque) {
     if (port->opaque == opaque) {
       return port;
     }
-    trace<msg::kFindPassOver>(lib.evt_trace, opaque, port->opaque);
+    trace<msg::kFindPassOver>(library_evt_trace(), opaque, port->opaque);
   }
   return nullptr;
 }

@@ -42,6 +42,27 @@ int hex_value(char c) {
   return -1;
 }
 
+// Text with a few stray bytes in it (a hex file edited with the wrong
+// encoding, say) rather than a binary image of the wrong size.
+bool mostly_text(std::span<const uint8_t> contents) {
+  const auto stray = std::ranges::count_if(contents, [](uint8_t c) { return !is_text_byte(c); });
+  return static_cast<std::size_t>(stray) * 8 < contents.size();
+}
+
+// Where the first byte that does not belong in hex text is, as line and
+// column (both from 1, the column in bytes).
+std::string stray_byte_error(std::span<const uint8_t> contents,
+                             std::span<const uint8_t>::iterator stray) {
+  const std::span<const uint8_t> before(contents.begin(), stray);
+  const auto line = static_cast<std::size_t>(std::ranges::count(before, '\n')) + 1;
+  const auto line_start = std::ranges::find(before.rbegin(), before.rend(), '\n').base();
+  const auto column = static_cast<std::size_t>(stray - line_start) + 1;
+  char byte[8];
+  (void)std::snprintf(byte, sizeof byte, "0x%02x", static_cast<unsigned>(*stray));
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": stray byte " +
+         byte + " in hex text";
+}
+
 std::string size_error(std::size_t count) {
   return std::to_string(count) + " bytes; an image has 256 or 512";
 }
@@ -263,19 +284,13 @@ std::optional<Memory> parse_image(std::span<const uint8_t> contents, std::string
     error = "empty file";
     return std::nullopt;
   }
-  bool text = true;
-  for (uint8_t c : contents) {
-    if (!is_text_byte(c)) {
-      text = false;
-      break;
+  const auto stray = std::ranges::find_if_not(contents, is_text_byte);
+  if (stray != contents.end()) {
+    if (contents.size() == kSmallImage || contents.size() == kFullImage) {
+      return to_memory(std::vector<uint8_t>(contents.begin(), contents.end()));
     }
-  }
-  if (!text) {
-    if (contents.size() != kSmallImage && contents.size() != kFullImage) {
-      error = size_error(contents.size());
-      return std::nullopt;
-    }
-    return to_memory(std::vector<uint8_t>(contents.begin(), contents.end()));
+    error = mostly_text(contents) ? stray_byte_error(contents, stray) : size_error(contents.size());
+    return std::nullopt;
   }
 
   const std::string_view chars(reinterpret_cast<const char *>(contents.data()), contents.size());
@@ -297,8 +312,7 @@ std::optional<Memory> parse_image(std::span<const uint8_t> contents, std::string
 }
 
 std::optional<Memory> load_image_file(const std::string &path, std::string &error) {
-  // Not blocking on open: a FIFO without a writer reads as empty instead of
-  // hanging.
+  // Not blocking on open: opening a FIFO would wait for a writer.
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) {
     error = path + ": cannot open: " + errno_text(errno);
@@ -314,8 +328,14 @@ std::optional<Memory> load_image_file(const std::string &path, std::string &erro
     error = path + ": is a directory, not an image file";
     return std::nullopt;
   }
+  // A FIFO, socket or device may never deliver its data nor an end, and
+  // reading it would wait for ever.
+  if (!S_ISREG(info.st_mode)) {
+    error = path + ": not a regular file; an image must be one";
+    return std::nullopt;
+  }
   const std::string too_large = path + ": larger than 1 MiB; not an image file";
-  if (S_ISREG(info.st_mode) && static_cast<std::size_t>(info.st_size) > kMaxImageFileSize) {
+  if (static_cast<std::size_t>(info.st_size) > kMaxImageFileSize) {
     error = too_large;
     return std::nullopt;
   }
@@ -324,8 +344,8 @@ std::optional<Memory> load_image_file(const std::string &path, std::string &erro
     ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
   }
 
-  // Reads at most one byte past the limit, so that a device or pipe without
-  // an end is refused too.
+  // Reads at most one byte past the limit, so that a file that grows while
+  // it is read is refused too.
   std::vector<uint8_t> contents;
   constexpr std::size_t kChunk = std::size_t{64} * 1024;
   while (contents.size() <= kMaxImageFileSize) {

@@ -13,7 +13,11 @@ SFPDRV_BEGIN_DECLS
 #define SFP_REG_DUMP_SIZE 1500u
 
 /* Reads (direction 1) or writes (direction 0) module memory through the
- * port's callbacks, selecting the A2h table first for pages 2 to 5. */
+ * port's callbacks, selecting the A2h table first for pages 2 to 5.
+ * The range check refuses (22) a request whose last byte, offset + length - 1
+ * in 32-bit arithmetic, is 256 or more (so also a zero length at offset 0),
+ * and besides that any offset above 255 or length above 256: otherwise an
+ * end address that wraps around 32 bits would let a huge length through. */
 SFPDRV_API sfp_rc sfp_access(sfp_port_ctx *port, uint32_t offset, uint32_t length, uint32_t page,
                              uint8_t *buffer, uint32_t direction);
 

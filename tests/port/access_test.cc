@@ -45,38 +45,60 @@ protected:
   std::array<uint8_t, 256> buf_{};
 };
 
+using Access = sfp_rc (*)(sfp_port_ctx *, uint32_t, uint32_t, uint32_t, uint8_t *, uint32_t);
+
 struct Refusal {
   uint32_t offset, length, page, direction;
   bool null_buffer;
-  const sfpdrv::TraceMsg *msg;
-  const char *text; // after "Controller 0 Port 0: SFP Access : "
+  const sfpdrv::TraceMsg *paged, *bitbang; // no bit-bang message: the paged path only
+  const char *text; // of the paged path, after "Controller 0 Port 0: SFP Access : "
 };
 
-TEST_F(AccessTest, RefusalsReturn22WithTheirMessageAndTouchNothing) {
+// The port has no A2h memory here, so that every request for a page other
+// than 0 fails the last check too: the first failing check is the one
+// reported, by each path under its own message number.
+TEST_F(AccessTest, RefusalsReportTheFirstFailingCheckAndTouchNothing) {
+  using namespace sfpdrv::msg;
+  const char *boundary = "register address cross upper page boundary\n";
   const Refusal refusals[] = {
-      {0, 1, 0, 1, true, &sfpdrv::msg::kAccessEmptyParams, "Call with empty parameters\n"},
-      {250, 7, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
-       "register address cross upper page boundary\n"},
-      {0, 0, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
-       "register address cross upper page boundary\n"}, // zero length wraps
-      {0x200, 0xFFFFFE80u, 0, 1, false, &sfpdrv::msg::kCrossBoundary,
-       "register address cross upper page boundary\n"}, // the end address wraps below 256
-      {128, 1, 6, 1, false, &sfpdrv::msg::kPageBeyondTables,
+      {250, 7, 1, 1, true, &kAccessEmptyParams, &kBbEmptyParams, "Call with empty parameters\n"},
+      {250, 7, 1, 1, false, &kCrossBoundary, &kBbCrossBoundary, boundary},
+      {200, 100, 6, 1, false, &kCrossBoundary, &kBbCrossBoundary, boundary},
+      {0, 0, 0, 1, false, &kCrossBoundary, &kBbCrossBoundary, boundary}, // length 0 wraps
+      {0x200, 0xFFFFFE80u, 0, 1, false, &kCrossBoundary, &kBbCrossBoundary,
+       boundary}, // the end address wraps below 256
+      {128, 1, 6, 1, false, &kPageBeyondTables, &kBbPageBeyondTables,
        "requested PAGE is beyond supported pages [0-3]\n"},
-      {0, 1, 0, 2, false, &sfpdrv::msg::kBadDirection, "invalid direction 2\n"},
+      {0, 1, 1, 1, false, &kPageNotProvided, &kBbPageNotProvided,
+       "requested PAGE 1 is beyond supported [half_a0:1 full_a0:1 a2:0 dom:1]\n"},
+      {0, 1, 0, 2, false, &kBadDirection, nullptr, "invalid direction 2\n"},
   };
+  port_->spaces.a2 = 0;
   for (const Refusal &r : refusals) {
-    sfptest::clear_traces();
-    buf_.fill(0xAA);
-    EXPECT_EQ(sfp_access(port_, r.offset, r.length, r.page, r.null_buffer ? nullptr : buf_.data(),
-                         r.direction),
-              SFP_RC_INVALID)
-        << r.text;
-    expect_error(*r.msg, std::string("Controller 0 Port 0: SFP Access : ") + r.text);
-    EXPECT_EQ(buf_[0], 0xAA) << "a refused read leaves the buffer untouched";
+    for (const auto &[access, msg] :
+         {std::pair<Access, const sfpdrv::TraceMsg *>{sfp_access, r.paged},
+          {sfp_special_bitbang_access, r.bitbang}}) {
+      if (msg == nullptr) {
+        continue;
+      }
+      sfptest::clear_traces();
+      buf_.fill(0xAA);
+      EXPECT_EQ(access(port_, r.offset, r.length, r.page, r.null_buffer ? nullptr : buf_.data(),
+                       r.direction),
+                SFP_RC_INVALID)
+          << r.text;
+      const auto errors = records("sfp_err");
+      ASSERT_EQ(errors.size(), 1u) << r.text;
+      EXPECT_EQ(errors[0].number, msg->number) << r.text << " expected, got " << errors[0].text;
+      if (access == sfp_access) {
+        EXPECT_EQ(errors[0].text, std::string("Controller 0 Port 0: SFP Access : ") + r.text);
+      }
+      EXPECT_EQ(buf_[0], 0xAA) << "a refused read leaves the buffer untouched";
+    }
   }
+  port_->spaces.a2 = 1;
   EXPECT_EQ(sfp_access(nullptr, 0, 1, 0, buf_.data(), 1), SFP_RC_INVALID);
-  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kNullSfpPort).size(), 1u);
+  EXPECT_EQ(records_of("sfp_err", kNullSfpPort).size(), 1u);
 
   // A port whose callbacks are missing has empty parameters too.
   port_->read_cb = nullptr;
@@ -85,7 +107,7 @@ TEST_F(AccessTest, RefusalsReturn22WithTheirMessageAndTouchNothing) {
   port_->write_cb = nullptr;
   EXPECT_EQ(sfp_access(port_, 0, 1, 0, buf_.data(), 0), SFP_RC_INVALID);
   port_->write_cb = &sfpsim::Module::write_cb;
-  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kAccessEmptyParams).size(), 2u);
+  EXPECT_EQ(records_of("sfp_err", kAccessEmptyParams).size(), 2u);
   EXPECT_TRUE(module_->log().empty());
 }
 

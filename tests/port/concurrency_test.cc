@@ -66,29 +66,4 @@ TEST_F(ConcurrencyTest, SixtyFourThreadsCreateAndDeleteDistinctPorts) {
   EXPECT_TRUE(sfptest::registry().empty());
 }
 
-TEST_F(ConcurrencyTest, RacingCreationsOfOneCageShareOneContext) {
-  auto module = sfptest::module_from("10gbase-sr");
-  // Only the registry part of creation is safe to race for one cage; the
-  // first creation finishes initialising before the others start.
-  sfp_port_ctx *first = create(sfptest::ops_for(*module));
-  ASSERT_NE(first, nullptr);
-  std::vector<sfp_port_ctx *> seen(16, nullptr);
-  std::vector<std::thread> threads;
-  for (size_t i = 0; i < seen.size(); ++i) {
-    threads.emplace_back([&, i] {
-      const sfp_platform_ops ops = sfptest::ops_for(*module);
-      sfp_port_create_result result{};
-      sfp_port_create(&ops, &result);
-      seen[i] = result.handle;
-    });
-  }
-  for (auto &t : threads) {
-    t.join();
-  }
-  for (sfp_port_ctx *p : seen) {
-    EXPECT_EQ(p, first);
-  }
-  EXPECT_EQ(sfptest::registry().size(), 1u);
-}
-
 } // namespace

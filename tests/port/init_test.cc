@@ -1,11 +1,24 @@
 // The one-time initialisation of the library. Each test needs a process in
 // which no port was created yet (ctest runs every test in its own process).
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include "port/internal.h"
 #include "port/messages.h"
 #include "support/port_harness.h"
 
 namespace {
 
 using sfptest::records_of;
+
+// Registry lock functions whose unlock fails.
+int failing_unlock(pthread_mutex_t *mutex) {
+  pthread_mutex_unlock(mutex);
+  return EPERM;
+}
+constexpr sfpdrv::MutexOps kFailingUnlock{pthread_mutex_trylock, pthread_mutex_lock,
+                                          failing_unlock};
 
 class LibraryInit : public ::testing::Test {
 protected:
@@ -40,6 +53,11 @@ TEST_F(LibraryInit, RetriesUntilTheTraceServiceWorksThenInitialisesOnce) {
     EXPECT_EQ(result.status, SFP_RC_FAULT);
     EXPECT_EQ(result.handle, nullptr);
   }
+  // An unlock failure after it replaces the status, in the result too.
+  sfpdrv::testing::set_mutex_ops(&kFailingUnlock);
+  EXPECT_EQ(create_capturing_stderr(ops, result, printed), static_cast<sfp_rc>(EPERM));
+  EXPECT_EQ(result.status, static_cast<sfp_rc>(EPERM));
+  sfpdrv::testing::set_mutex_ops(nullptr);
   pelog_fail_open("sfp_err", 0);
   pelog_fail_open("sfp_evt", 5);
   EXPECT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_FAULT);
@@ -92,6 +110,7 @@ TEST_F(LibraryInit, RetriesUntilTheTraceServiceWorksThenInitialisesOnce) {
   ASSERT_EQ(create_capturing_stderr(second, again, printed), SFP_RC_OK);
   EXPECT_EQ(printed, "");
   EXPECT_EQ(sfp_get_ctx()->unsupported_xcvr_allowed, 1u);
+  EXPECT_EQ(sfp_get_ctx()->evm, sfptest::test_evm());
   EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kDllAlreadyInit).size(), 1u);
   EXPECT_EQ(sfp_port_delete(again.handle), SFP_RC_OK);
   EXPECT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
@@ -105,6 +124,41 @@ TEST_F(LibraryInit, MissingEventManagerIsReportedButNotAFailure) {
   ASSERT_EQ(create_capturing_stderr(ops, result, printed), SFP_RC_OK);
   EXPECT_EQ(printed, "sfp: NULL evm. Not enable to pelog show command\n");
   EXPECT_EQ(sfp_get_ctx()->evm, nullptr);
+  EXPECT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
+}
+
+// Calls without a port trace on the library's error buffer, which the first
+// creation sets up meanwhile on another thread: a call sees no buffer yet
+// (the record is dropped) or a ready one.
+TEST_F(LibraryInit, CallsWithoutAPortRaceTheFirstCreationSafely) {
+  std::atomic<int> calls{0};
+  std::atomic<bool> created{false};
+  std::thread caller([&] {
+    uint8_t byte = 0;
+    char *text = nullptr;
+    uint32_t size = 0;
+    sfp_port_create_result none{};
+    // Goes on for a while after the creation, so that calls find the buffer.
+    for (int after = 0; after < 50;) {
+      const bool late = created.load();
+      EXPECT_EQ(sfp_port_read(nullptr, 0, 0, 1, &byte), SFP_RC_INVALID);
+      EXPECT_EQ(sfp_access(nullptr, 0, 1, 0, &byte, 1), SFP_RC_INVALID);
+      EXPECT_EQ(sfp_special_bitbang_access(nullptr, 0, 1, 0, &byte, 1), SFP_RC_INVALID);
+      EXPECT_EQ(sfp_reg_access(nullptr, &text, &size, 1), SFP_RC_INVALID);
+      EXPECT_EQ(sfp_port_create(nullptr, &none), SFP_RC_INVALID);
+      ++calls;
+      after += late ? 1 : 0;
+    }
+  });
+  while (calls.load() == 0) {
+    std::this_thread::yield();
+  }
+  const sfp_platform_ops ops = sfptest::ops_for(*module_);
+  sfp_port_create_result result{};
+  EXPECT_EQ(sfp_port_create(&ops, &result), SFP_RC_OK);
+  created = true;
+  caller.join();
+  EXPECT_GE(records_of("sfp_err", sfpdrv::msg::kNullHdl).size(), 50u);
   EXPECT_EQ(sfp_port_delete(result.handle), SFP_RC_OK);
 }
 

@@ -74,6 +74,7 @@ TEST_F(LockTest, UnlockFailureReplacesTheStatus) {
   const sfp_platform_ops ops = sfptest::ops_for(*module_);
   sfp_port_create_result result{};
   EXPECT_EQ(sfp_port_create(&ops, &result), static_cast<sfp_rc>(EPERM));
+  EXPECT_EQ(result.status, static_cast<sfp_rc>(EPERM)) << "stored as returned";
   EXPECT_EQ(result.handle, nullptr);
   ASSERT_EQ(registry().size(), 1u) << "the new context stays registered";
   created_.push_back(registry().front());

@@ -38,12 +38,27 @@ TEST_F(RegistryTest, SameOpaqueGivesTheSameContextWithoutTouchingTheModule) {
 TEST_F(RegistryTest, CreationTakesOverTheCallerRecordAndReportsIt) {
   auto module = sfptest::module_from("10gbase-sr");
   sfp_platform_ops ops = sfptest::ops_for(*module, 3, 17);
+  // Distinct values, so that a field copied from the wrong one shows.
+  const sfp_phy_cb phy_read = [](void *, uint8_t, uint8_t, void *) { return 1; };
+  const sfp_phy_cb phy_write = [](void *, uint8_t, uint8_t, void *) { return 2; };
+  ops.phy_read_cb = phy_read;
+  ops.phy_write_cb = phy_write;
   ops.rate_code = 2;
+  ops.bus_mode = 3;
+  ops.skip_soft_tx = 4;
+  ops.oper_speed = 25000;
+  ops.phy_word_access = 6;
+  ops.sonet_capable = 7;
   ops.eeprom_len = 4096; // more than the record holds: 512 bytes are copied
   sfp_port_ctx *port = create(ops);
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->controller, 3);
-  EXPECT_EQ(port->rate_code, 2u);
+  EXPECT_EQ(port->phy_read_cb, phy_read);
+  EXPECT_EQ(port->phy_write_cb, phy_write);
+  EXPECT_EQ(port->bitbang_read_cb, ops.bitbang_read_cb);
+  EXPECT_EQ((std::array{port->rate_code, port->bus_mode, port->skip_soft_tx, port->oper_speed,
+                        port->phy_word_access, port->sonet_capable}),
+            (std::array{2u, 3u, 4u, 25000u, 6u, 7u}));
   EXPECT_EQ(0, std::memcmp(port->eeprom, ops.eeprom, SFP_EEPROM_CALLER_LEN));
   EXPECT_EQ(port->spaces.a2, 1u);
 
@@ -74,6 +89,20 @@ TEST_F(RegistryTest, CreationTakesOverTheCallerRecordAndReportsIt) {
             static_cast<long>(SFP_EEPROM_IMAGE_LEN));
 }
 
+TEST_F(RegistryTest, EveryPortInitialisationSetsTheProcessWideSelectFlags) {
+  std::array<std::unique_ptr<sfpsim::Module>, 3> modules;
+  const std::array<std::array<uint32_t, 2>, 3> flags{{{1, 0}, {0, 1}, {0, 0}}};
+  for (std::size_t i = 0; i < flags.size(); ++i) {
+    modules[i] = sfptest::module_from("1000base-sx");
+    sfp_platform_ops ops = sfptest::ops_for(*modules[i]);
+    ops.no_write_page_select = flags[i][0];
+    ops.no_read_page_select = flags[i][1];
+    ASSERT_NE(create(ops), nullptr);
+    EXPECT_EQ((std::array{sfp_get_ctx()->no_write_page_select, sfp_get_ctx()->no_read_page_select}),
+              flags[i]);
+  }
+}
+
 TEST_F(RegistryTest, FailedInitialisationLeavesAReusableUninitialisedContext) {
   sfpsim::Module module; // blank: not an SFP
   sfp_platform_ops ops = sfptest::ops_for(module, 2, 4);
@@ -97,6 +126,12 @@ TEST_F(RegistryTest, FailedInitialisationLeavesAReusableUninitialisedContext) {
                 reinterpret_cast<unsigned long>(ctx), reinterpret_cast<unsigned long>(&module),
                 101);
   EXPECT_EQ(refused[0].text, expected);
+  char *text = nullptr;
+  uint32_t size = 0;
+  EXPECT_EQ(sfp_port_read_reg(ctx, &text, &size), SFP_RC_INVALID);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kNotInitialised).size(), 2u);
+  EXPECT_EQ(module.access_count(), 0u) << "neither reached the module";
 
   // The same opaque with a real module initialises the same context.
   module.memory() = sfpsim::find_profile("1000base-sx")->memory;
@@ -146,6 +181,17 @@ TEST_F(RegistryTest, DeletionUnlinksHeadMiddleAndLast) {
   sfptest::clear_traces();
   EXPECT_NE(create(sfptest::ops_for(*modules[1])), nullptr);
   EXPECT_EQ(records_of("sfp_evt", sfpdrv::msg::kCreatePortCtx).size(), 1u);
+}
+
+TEST_F(RegistryTest, DeletionGoesByTheContextNotByItsOpaque) {
+  std::unique_ptr<sfpsim::Module> older;
+  std::unique_ptr<sfpsim::Module> newer;
+  sfp_port_ctx *first = create_on("1000base-sx", older);
+  sfp_port_ctx *second = create_on("1000base-sx", newer);
+  second->opaque = first->opaque; // the newer context now comes first for that opaque
+  EXPECT_EQ(sfp_port_delete(first), SFP_RC_OK);
+  EXPECT_EQ(registry(), std::vector<sfp_port_ctx *>{second});
+  created_ = {second};
 }
 
 TEST_F(RegistryTest, DeletingUnknownHandlesFreesNothing) {

@@ -2,6 +2,8 @@
 // and standard error, and that the data shown is the module's.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -35,10 +37,14 @@ std::string take_file(const std::string &path) {
   return text.str();
 }
 
-// Runs sfpctl with a command line the shell splits at spaces.
-ToolRun run_sfpctl(const std::string &args) {
+// Runs sfpctl with a command line the shell splits at spaces; standard
+// output goes to `stdout_to` when given (a shell redirection). A run that
+// hangs is stopped after a minute.
+ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "") {
   const std::string base = testing::TempDir() + "sfpctl_" + std::to_string(getpid());
-  const std::string command = SFPCTL_PATH " " + args + " >" + base + ".out 2>" + base + ".err";
+  const std::string out = stdout_to.empty() ? ">" + base + ".out" : stdout_to;
+  const std::string command =
+      "timeout 60 " SFPCTL_PATH " " + args + " " + out + " 2>" + base + ".err";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
           take_file(base + ".err")};
@@ -135,9 +141,24 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"write 0 0 1 0x1ff", "0x1ff"},
       {"--sim no-such-module read 0 0 1", "no-such-module"},
       {"--sim blank --image x.bin read 0 0 1", "--image"},
+      {"--image '' read 0 0 1", "--image: a file path is needed"},
+      {"--image= read 0 0 1", "--image: a file path is needed"},
+      {"--bogus read 0 0 1", "unknown option '--bogus'"},
+      {"read 0 0 99999999999", "99999999999 is out of range"},
+      {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
   };
   for (const auto &[args, needle] : cases) {
     expect_run(args, 2, {}, {"^sfpctl: .*" + needle});
+  }
+}
+
+TEST(sfpctlOutput, LostOutputIsOneErrorLineAndExitOne) {
+  for (const auto &[args, out] : std::vector<std::pair<std::string, std::string>>{
+           {"read 0 0 256", ">/dev/full"}, {"trace", ">/dev/full"}, {"read 0 0 16", ">&-"}}) {
+    const ToolRun run = run_sfpctl(args, out);
+    EXPECT_EQ(run.exit_code, 1) << args << out;
+    EXPECT_TRUE(std::regex_match(run.err, std::regex("sfpctl: cannot write standard output.*\n")))
+        << args << out << ": " << run.err;
   }
 }
 
@@ -209,6 +230,17 @@ TEST(sfpctlImage, LoadsAHexFileAndRefusesAMissingOrMalformedOne) {
   std::ofstream(image) << "03 04 zz 10\n";
   expect_run("--image " + image + " read 0 0 1", 1, {},
              {"^sfpctl: cannot load image: " + image + ": line 1: .*'zz'"});
+  std::ofstream(image) << hex(slice(memory.a0, 0, 16)) << "\n 05 0\xc3\xa9\n";
+  expect_run("--image " + image + " read 0 0 1", 1, {},
+             {"^sfpctl: cannot load image: " + image + ": line 2, column 6: stray byte 0xc3"});
+  std::filesystem::remove(image);
+
+  // A FIFO whose writer never writes would be waited on for ever.
+  ASSERT_EQ(mkfifo(image.c_str(), 0600), 0);
+  const int writer = open(image.c_str(), O_RDWR | O_NONBLOCK);
+  expect_run("--image " + image + " read 0 0 1", 1, {},
+             {"^sfpctl: cannot load image: " + image + ": not a regular file"});
+  close(writer);
   std::filesystem::remove(image);
 }
 

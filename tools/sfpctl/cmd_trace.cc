@@ -29,9 +29,15 @@ public:
         std::printf("(no buffer %s: the library was never initialised)\n", buffer);
         continue;
       }
-      std::fflush(stdout);
+      // Lost output is reported once, when the run closes standard output.
+      if (!flush_standard_output()) {
+        return kExitFailure;
+      }
       const std::string command = std::string("show pelog ") + buffer;
       const int rc = event_manager_run(session.manager(), command.c_str(), stdout);
+      if (!flush_standard_output()) {
+        return kExitFailure;
+      }
       if (rc != 0) {
         print_error("'" + command + "' failed: status " + std::to_string(rc));
         exit_code = kExitFailure;

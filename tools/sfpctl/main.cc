@@ -28,25 +28,57 @@ constexpr const char *kFooter =
     "Exit status: 0 success, 1 the library, the module or a file reported a failure, "
     "2 usage error.";
 
-// CLI11 reports parse errors on several lines; the tool gives one.
-std::string one_line_failure(const CLI::App *app, const CLI::Error &error) {
-  std::string text = error.what();
-  const std::vector<CLI::App *> selected = app->get_subcommands();
-  // An unknown command word is left over, and CLI11 only says that a command
-  // is missing; name the word instead.
-  const std::vector<std::string> left = app->remaining();
-  if (selected.empty() && !left.empty() && !left.front().starts_with('-')) {
-    text = "unknown command '" + left.front() + "'";
+constexpr const char *kToolHelp = "sfpctl --help";
+
+// The first left-over word that looks like an option ("-x", "--name",
+// "--name=value"; not a negative number), or an empty view.
+std::string_view unknown_option(const std::vector<std::string> &left) {
+  for (const std::string &word : left) {
+    if (word.size() > 1 && word[0] == '-' && word != "--" && (word[1] < '0' || word[1] > '9')) {
+      return word;
+    }
   }
+  return {};
+}
+
+std::string usage_line(std::string text, const std::string &help) {
   std::replace(text.begin(), text.end(), '\n', ' ');
   while (!text.empty() && (text.back() == ' ' || text.back() == '.')) {
     text.pop_back();
   }
-  std::string help = "sfpctl --help";
-  if (!selected.empty()) {
-    help = "sfpctl " + selected.front()->get_name() + " --help";
+  return "sfpctl: " + cut_long_words(text) + ". Run '" + help + "' for more information.\n";
+}
+
+// CLI11 reports parse errors on several lines; the tool gives one.
+std::string one_line_failure(const CLI::App *app, const CLI::Error &error) {
+  std::string text = error.what();
+  const std::vector<CLI::App *> selected = app->get_subcommands();
+  // CLI11 calls an unknown option an unexpected argument, or only says that
+  // a command is missing when the option came first; name it instead. An
+  // unknown command word is left over too.
+  const std::vector<std::string> left = app->remaining();
+  const std::string_view option = unknown_option(left);
+  if (!option.empty()) {
+    text = "unknown option '" + std::string(option) + "'";
+  } else if (selected.empty() && !left.empty()) {
+    text = "unknown command '" + left.front() + "'";
+  } else if (!left.empty()) {
+    text = "unexpected argument '" + left.front() + "'";
   }
-  return "sfpctl: " + text + ". Run '" + help + "' for more information.\n";
+  return usage_line(text, selected.empty() ? kToolHelp
+                                           : "sfpctl " + selected.front()->get_name() + " --help");
+}
+
+// "--image=" and "--image ''" name no file. CLI11 would take the word after
+// "--image=" as the path, and an empty path would mean the default module.
+bool names_empty_image(int argc, char **argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if (arg == "--image=" || (arg == "--image" && i + 1 < argc && argv[i + 1][0] == '\0')) {
+      return true;
+    }
+  }
+  return false;
 }
 
 CLI::Validator known_profile() {
@@ -83,7 +115,7 @@ int run_command(Command &command, const GlobalOptions &options) {
   if (created == SFP_RC_OK || command.port_use() == PortUse::Optional) {
     exit_code = std::max(exit_code, command.run(session));
   }
-  std::fflush(stdout);
+  flush_standard_output(); // before the access log on standard error
   if (!session.close_port()) {
     exit_code = std::max(exit_code, static_cast<int>(kExitFailure));
   }
@@ -130,6 +162,10 @@ int run(int argc, char **argv) {
     subcommands.push_back({sub, command.get()});
   }
 
+  if (names_empty_image(argc, argv)) {
+    std::fputs(usage_line("--image: a file path is needed", kToolHelp).c_str(), stderr);
+    return kExitUsage;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
@@ -148,10 +184,14 @@ int run(int argc, char **argv) {
 } // namespace sfpctl
 
 int main(int argc, char **argv) {
+  int exit_code = sfpctl::kExitFailure;
   try {
-    return sfpctl::run(argc, argv);
+    exit_code = sfpctl::run(argc, argv);
   } catch (const std::exception &error) {
     sfpctl::print_error(std::string("internal error: ") + error.what());
-    return sfpctl::kExitFailure;
   }
+  if (!sfpctl::close_standard_output()) {
+    exit_code = std::max(exit_code, static_cast<int>(sfpctl::kExitFailure));
+  }
+  return exit_code;
 }

@@ -4,36 +4,36 @@
 
 namespace sfpctl {
 
-std::optional<uint32_t> parse_number(std::string_view text) {
+ParsedNumber parse_number(std::string_view text) {
+  using Result = ParsedNumber::Result;
   int base = 10;
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
     base = 16;
     text.remove_prefix(2);
   }
-  if (text.empty()) {
-    return std::nullopt;
-  }
   uint32_t value = 0;
   const char *end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(text.data(), end, value, base);
-  if (error != std::errc{} || stop != end) {
-    return std::nullopt;
+  if (text.empty() || stop != end ||
+      (error != std::errc{} && error != std::errc::result_out_of_range)) {
+    return {Result::NotANumber, 0};
   }
-  return value;
+  return {error == std::errc{} ? Result::Ok : Result::TooLarge, value};
 }
 
 CLI::Validator number_in(uint32_t min, uint32_t max) {
   const std::string range = std::to_string(min) + ".." + std::to_string(max);
   return CLI::Validator(
       [min, max, range](std::string &text) -> std::string {
-        const std::optional<uint32_t> value = parse_number(text);
-        if (!value) {
+        const ParsedNumber number = parse_number(text);
+        if (number.result == ParsedNumber::Result::NotANumber) {
           return "'" + text + "' is not a number (decimal, or hex with 0x)";
         }
-        if (*value < min || *value > max) {
+        if (number.result == ParsedNumber::Result::TooLarge || number.value < min ||
+            number.value > max) {
           return text + " is out of range " + range;
         }
-        text = std::to_string(*value);
+        text = std::to_string(number.value);
         return {};
       },
       range, "NUMBER " + range);

@@ -3,7 +3,6 @@
 #define SFPCTL_NUMBER_ARG_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,9 +10,15 @@
 
 namespace sfpctl {
 
-// The value of `text` ("42", "0x2a", "0X2A"), or nullopt when it is not such
-// a number or does not fit 32 bits. A leading zero does not mean octal.
-std::optional<uint32_t> parse_number(std::string_view text);
+// A number argument as read: its value, or why it has none.
+struct ParsedNumber {
+  enum class Result { Ok, NotANumber, TooLarge } result;
+  uint32_t value;
+};
+
+// `text` ("42", "0x2a", "0X2A") as a number; a leading zero does not mean
+// octal. A number that does not fit 32 bits is TooLarge.
+ParsedNumber parse_number(std::string_view text);
 
 // A CLI11 transform that accepts numbers from `min` to `max` and rewrites
 // them in decimal, so that CLI11 converts them without guessing a base.

@@ -1,7 +1,10 @@
 #include "session.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <iostream>
 #include <optional>
+#include <system_error>
 
 #include "platform/pelog.h"
 #include "status_text.h"
@@ -48,8 +51,75 @@ const char *bus_name(sfpsim::Bus bus) {
 
 } // namespace
 
+std::string cut_long_words(std::string_view text) {
+  constexpr std::size_t kLongestWord = 40;
+  constexpr std::string_view kAround = "'\"`(),.:;";
+  std::string out;
+  std::size_t i = 0;
+  while (i < text.size()) {
+    const std::size_t end = std::min(text.find(' ', i), text.size());
+    std::string_view word = text.substr(i, end - i);
+    const std::size_t first = std::min(word.find_first_not_of(kAround), word.size());
+    const std::size_t last = word.find_last_not_of(kAround);
+    const std::size_t core = last == std::string_view::npos ? 0 : last + 1 - first;
+    if (core > kLongestWord) {
+      out.append(word.substr(0, first + kLongestWord)).append("...");
+      out.append(word.substr(first + core));
+    } else {
+      out.append(word);
+    }
+    if (end < text.size()) {
+      out += ' ';
+    }
+    i = end + 1;
+  }
+  return out;
+}
+
 void print_error(std::string_view text) {
-  std::fprintf(stderr, "sfpctl: %.*s\n", static_cast<int>(text.size()), text.data());
+  std::fprintf(stderr, "sfpctl: %s\n", cut_long_words(text).c_str());
+}
+
+namespace {
+// Why standard output first failed, kept for the one report at the end.
+int g_output_errno = 0;
+
+bool output_failed() {
+  if (std::ferror(stdout) == 0) {
+    return false;
+  }
+  if (g_output_errno == 0) {
+    g_output_errno = errno;
+  }
+  return true;
+}
+} // namespace
+
+bool flush_standard_output() {
+  errno = 0;
+  const bool flushed = std::fflush(stdout) == 0;
+  return !output_failed() && flushed;
+}
+
+bool close_standard_output() {
+  errno = 0;
+  std::cout.flush();
+  output_failed();
+  errno = 0;
+  // Also writes what is still buffered; a closed descriptor fails here.
+  const bool closed = std::fclose(stdout) == 0;
+  if (!closed && g_output_errno == 0) {
+    g_output_errno = errno;
+  }
+  if (closed && g_output_errno == 0 && !std::cout.fail()) {
+    return true;
+  }
+  const std::string why =
+      g_output_errno != 0
+          ? ": " + std::error_code(g_output_errno, std::generic_category()).message()
+          : "";
+  print_error("cannot write standard output" + why);
+  return false;
 }
 
 Session::Session(GlobalOptions options) : options_(std::move(options)) {}

@@ -28,8 +28,21 @@ struct GlobalOptions {
   bool no_write_select = false;
 };
 
-// Prints "sfpctl: TEXT" as one line on standard error.
+// `text` with every word longer than 40 characters cut to its first 40 and
+// "...", so that an argument echoed in an error cannot flood it. Quotes and
+// punctuation around a word are kept.
+std::string cut_long_words(std::string_view text);
+
+// Prints "sfpctl: TEXT" as one line on standard error, long words cut.
 void print_error(std::string_view text);
+
+// Flushes standard output; false when output was lost (a full disk, a
+// closed descriptor). The loss is reported by close_standard_output().
+bool flush_standard_output();
+
+// Flushes and closes standard output at the end of the run. When output was
+// lost, now or before, prints one line and returns false.
+bool close_standard_output();
 
 class Session {
 public:
