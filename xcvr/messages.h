@@ -24,7 +24,8 @@
   X(kRateSelect50G,        3405, "ddd",  "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 50G for port %d\n") \
   X(kRateSelect25G,        3406, "dd",   "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 25G\n") \
   X(kRateSelect10G,        3407, "dd",   "Controller %d Port %d: sfp_multi_rate_sel_oper_rate:rate selection to 10G\n") \
-  X(kRateSelectWriteError, 3408, "dddd", "Controller %d Port %d: SFP Rate selection,reg_val:0x%x Write error, rc:0x%x\n")
+  X(kRateSelectWriteError, 3408, "dddd", "Controller %d Port %d: SFP Rate selection,reg_val:0x%x Write error, rc:0x%x\n") \
+  X(kMultiRateNullPort,    3409, "s",    "%s: NULL Hdl passed in\n")
 
 #define SFPDRV_WAVELENGTH_MESSAGES(X)
 

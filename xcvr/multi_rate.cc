@@ -4,7 +4,7 @@
 // rate-select register programmed for the port's operating speed.
 #include <array>
 
-#include "port/messages.h"
+#include "port/internal.h"
 #include "sfpdrv/access.h"
 #include "xcvr/internal.h"
 #include "xcvr/messages.h"
@@ -115,7 +115,7 @@ using namespace sfpdrv;
 
 extern "C" SFPDRV_API uint32_t is_multi_rate_sfp(sfp_port_ctx *port) {
   if (port == nullptr) {
-    trace<msg::kNullHdl>(sfp_get_ctx()->err_trace);
+    trace<msg::kMultiRateNullPort>(library_err_trace(), __func__);
     return 0;
   }
   uint8_t marker = 0;
@@ -133,7 +133,7 @@ extern "C" SFPDRV_API uint32_t is_multi_rate_sfp(sfp_port_ctx *port) {
 
 extern "C" SFPDRV_API sfp_xcvr_type sfp_get_base_xcvr_type_from_reg(sfp_port_ctx *port) {
   if (port == nullptr) {
-    trace<msg::kNullHdl>(sfp_get_ctx()->err_trace);
+    trace<msg::kMultiRateNullPort>(library_err_trace(), __func__);
     return SFP_XCVR_TYPE_UNKNOWN;
   }
   const sfp_xcvr_type base = port->eeprom[SFP_IMAGE_A0 + kOm3LengthOffset] == kCsrOm3Length
@@ -146,7 +146,7 @@ extern "C" SFPDRV_API sfp_xcvr_type sfp_get_base_xcvr_type_from_reg(sfp_port_ctx
 extern "C" SFPDRV_API sfp_xcvr_type sfp_get_base_xcvr_type_frm_sub_xcvr_type(
     sfp_port_ctx *port, uint8_t ext_code, sfp_xcvr_type sub_type) {
   if (port == nullptr) {
-    trace<msg::kNullHdl>(sfp_get_ctx()->err_trace);
+    trace<msg::kMultiRateNullPort>(library_err_trace(), __func__);
     return sub_type;
   }
   if (ext_code == kExtCode25gSr) {
@@ -163,7 +163,7 @@ extern "C" SFPDRV_API sfp_xcvr_type sfp_get_base_xcvr_type_frm_sub_xcvr_type(
 
 extern "C" SFPDRV_API sfp_rc sfp_multi_rate_sel_oper_rate(sfp_port_ctx *port) {
   if (port == nullptr) {
-    trace<msg::kNullHdl>(sfp_get_ctx()->err_trace);
+    trace<msg::kMultiRateNullPort>(library_err_trace(), __func__);
     return SFP_RC_INVALID;
   }
   const uint32_t speed =
