@@ -105,6 +105,8 @@ foreach(line IN LISTS symbol_lines)
   if(line MATCHES "^[0-9a-fA-F]* *[A-Za-z] +([^ ]+)$")
     set(name ${CMAKE_MATCH_1})
     list(APPEND exported ${name})
+    # AddressSanitizer adds an ODR indicator beside every exported variable.
+    string(REGEX REPLACE "^__odr_asan[.]" "" name "${name}")
     if(NOT name IN_LIST declared)
       list(APPEND leaked ${name})
     endif()
