@@ -26,6 +26,32 @@ uint32_t start_of(uint8_t page, uint8_t offset) {
 
 Module::Module(const Memory &memory) : memory_(memory) {}
 
+Module::Module(const Profile &profile) : memory_(profile.memory) {
+  if (profile.has_phy) {
+    attach_phy();
+  }
+}
+
+Phy &Module::attach_phy(const Phy &phy) {
+  return phy_.emplace(phy);
+}
+
+int Module::phy_read_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer) {
+  if (opaque == nullptr) {
+    return kInvalidArgument;
+  }
+  Phy *phy = static_cast<Module *>(opaque)->phy();
+  return phy != nullptr ? phy->read(address, reg, buffer) : kPhyNak;
+}
+
+int Module::phy_write_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer) {
+  if (opaque == nullptr) {
+    return kInvalidArgument;
+  }
+  Phy *phy = static_cast<Module *>(opaque)->phy();
+  return phy != nullptr ? phy->write(address, reg, buffer) : kPhyNak;
+}
+
 std::array<uint8_t, SFP_EEPROM_CALLER_LEN> Module::caller_image() const {
   std::array<uint8_t, SFP_EEPROM_CALLER_LEN> image{};
   auto out = std::copy(memory_.a0.begin(), memory_.a0.end(), image.begin());
@@ -45,6 +71,10 @@ sfp_platform_ops Module::platform_ops(int32_t controller, int32_t port) const {
   ops.read_cb = &Module::read_cb;
   ops.write_cb = &Module::write_cb;
   ops.bitbang_read_cb = &Module::bitbang_read_cb;
+  if (phy_) {
+    ops.phy_read_cb = &Module::phy_read_cb;
+    ops.phy_write_cb = &Module::phy_write_cb;
+  }
   const auto image = caller_image();
   std::memcpy(ops.eeprom, image.data(), image.size());
   ops.eeprom_len = SFP_EEPROM_CALLER_LEN;

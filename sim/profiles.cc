@@ -45,6 +45,7 @@ constexpr std::size_t kDiagRevision = 94;
 constexpr std::size_t kExtCheck = 95;
 constexpr std::size_t kVendorArea = 96;
 constexpr std::size_t kVendorCrc = 124;
+constexpr std::size_t kCopperPid = 192; // copper modules carry their PID in A0h
 
 // A2h lower-half offsets.
 constexpr std::size_t kThresholds = 0; // 5 quantities x 4 limits x 2 bytes
@@ -55,6 +56,7 @@ constexpr uint8_t kSfp = 0x03;
 constexpr uint8_t kTwoWireId = 0x04;
 constexpr uint8_t kLc = 0x07;
 constexpr uint8_t kCopperPigtail = 0x21;
+constexpr uint8_t kRj45 = 0x22;
 constexpr uint8_t k8b10b = 0x01;
 constexpr uint8_t k64b66b = 0x06;
 // Byte 65: TX_DISABLE, TX_FAULT and LOS pins implemented.
@@ -317,6 +319,17 @@ Profile tunable_dwdm() {
           b.finish()};
 }
 
+// A copper module: no diagnostics, its PID in A0h, and a PHY on its bus.
+Profile base_t_1g() {
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kRj45);
+  b.a0(kEthernetCodes, 0x08).a0(kEncoding, k8b10b).a0(kBitRate, 0x0D);
+  b.a0(kLengthOm4OrCopper, 100);
+  b.vendor("SL-1GT", "A1", "SIM26030606", "260320");
+  b.a0_text(kCopperPid, 20, "PX-SFP-1G-T");
+  return {"1000base-t", "1000BASE-T copper, RJ45, with a PHY, no diagnostics", b.finish(), true};
+}
+
 Profile blank() {
   return {"blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}};
 }
@@ -358,8 +371,8 @@ void fix_diag_checksum(Memory &memory) {
 }
 
 const std::vector<Profile> &profiles() {
-  static const std::vector<Profile> all{sx_1g(),  sr_10g(),       dac_10g(),
-                                        sr_25g(), tunable_dwdm(), blank()};
+  static const std::vector<Profile> all{sx_1g(),        sr_10g(),    dac_10g(), sr_25g(),
+                                        tunable_dwdm(), base_t_1g(), blank()};
   return all;
 }
 

@@ -83,13 +83,15 @@ endforeach()
 # Every exported symbol is one that an installed header declares with
 # SFPDRV_API: the declarations' names are the words before "(" or ";" on the
 # lines that carry the marker (a declaration may continue on the next line).
+# A data declaration's ";" separates the list that MATCHALL returns, so its
+# match ends with the name itself.
 file(GLOB public_headers ${incdir}/sfpdrv/*.h)
 set(declared "")
 foreach(header IN LISTS public_headers)
   file(READ ${header} text)
   string(REGEX MATCHALL "SFPDRV_API[^;(]*[(;]" declarations "${text}")
   foreach(declaration IN LISTS declarations)
-    if(declaration MATCHES "([A-Za-z_][A-Za-z0-9_]*)[ \n]*[(;]$")
+    if(declaration MATCHES "([A-Za-z_][A-Za-z0-9_]*)[ \n]*[(;]?$")
       list(APPEND declared ${CMAKE_MATCH_1})
     endif()
   endforeach()
@@ -103,6 +105,8 @@ foreach(line IN LISTS symbol_lines)
   if(line MATCHES "^[0-9a-fA-F]* *[A-Za-z] +([^ ]+)$")
     set(name ${CMAKE_MATCH_1})
     list(APPEND exported ${name})
+    # AddressSanitizer adds an ODR indicator beside every exported variable.
+    string(REGEX REPLACE "^__odr_asan[.]" "" name "${name}")
     if(NOT name IN_LIST declared)
       list(APPEND leaked ${name})
     endif()

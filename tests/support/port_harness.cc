@@ -49,8 +49,7 @@ void *test_evm() {
 std::unique_ptr<sfpsim::Module> module_from(const std::string &profile) {
   const sfpsim::Profile *p = sfpsim::find_profile(profile);
   EXPECT_NE(p, nullptr) << "no profile " << profile;
-  return p != nullptr ? std::make_unique<sfpsim::Module>(p->memory)
-                      : std::make_unique<sfpsim::Module>();
+  return p != nullptr ? std::make_unique<sfpsim::Module>(*p) : std::make_unique<sfpsim::Module>();
 }
 
 sfp_platform_ops ops_for(const sfpsim::Module &module, int32_t controller, int32_t port) {

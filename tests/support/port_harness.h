@@ -38,7 +38,7 @@ std::vector<sfp_port_ctx *> registry();
 // The process's event manager for creations.
 void *test_evm();
 
-// A simulated module from a ready-made profile.
+// A simulated module from a ready-made profile, with its PHY if it has one.
 std::unique_ptr<sfpsim::Module> module_from(const std::string &profile);
 
 // A creation record for `module` with the test event manager.

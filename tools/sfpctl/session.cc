@@ -148,7 +148,7 @@ bool Session::load_module() {
     print_error("unknown profile '" + options_.profile + "'");
     return false;
   }
-  module_ = std::make_unique<sfpsim::Module>(profile->memory);
+  module_ = std::make_unique<sfpsim::Module>(*profile);
   return true;
 }
 

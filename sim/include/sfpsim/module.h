@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "sfpdrv/port.h"
+#include "sfpsim/phy.h"
 
 namespace sfpsim {
 
@@ -64,10 +65,14 @@ struct Memory {
   friend bool operator==(const Memory &, const Memory &) = default;
 };
 
+struct Profile;
+
 class Module {
 public:
   Module() = default;
   explicit Module(const Memory &memory);
+  // The profile's memory, with a PHY when the profile has one.
+  explicit Module(const Profile &profile);
 
   Memory &memory() { return memory_; }
   const Memory &memory() const { return memory_; }
@@ -78,7 +83,8 @@ public:
   std::array<uint8_t, SFP_EEPROM_CALLER_LEN> caller_image() const;
 
   // A creation record with this module's callbacks (opaque = this module),
-  // its caller image and the given numbers; the rest is zero.
+  // its caller image and the given numbers; the rest is zero. The PHY
+  // callbacks are set only when the module has a PHY.
   sfp_platform_ops platform_ops(int32_t controller = 0, int32_t port = 0) const;
 
   // The callbacks; `opaque` must be a Module.
@@ -86,6 +92,16 @@ public:
   static int write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
   static int bitbang_read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
                              uint8_t *buffer);
+
+  // The copper PHY on the module's bus, if it has one. A new module has
+  // none; attach_phy gives it one (replacing any earlier one).
+  Phy &attach_phy(const Phy &phy = Phy{});
+  Phy *phy() { return phy_ ? &*phy_ : nullptr; }
+  const Phy *phy() const { return phy_ ? &*phy_ : nullptr; }
+  // PHY callbacks that hand the call to the module's PHY; `opaque` must be a
+  // Module. Without a PHY nothing answers on the bus (kPhyNak).
+  static int phy_read_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer);
+  static int phy_write_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer);
 
   // Access log, oldest first.
   const std::vector<Access> &log() const { return log_; }
@@ -120,6 +136,7 @@ private:
   uint8_t *byte_at(uint8_t page, uint32_t offset);
 
   Memory memory_{};
+  std::optional<Phy> phy_;
   std::vector<Access> log_;
   std::vector<Fault> faults_;
   uint64_t accesses_ = 0;
@@ -131,6 +148,7 @@ struct Profile {
   std::string name;
   std::string description;
   Memory memory;
+  bool has_phy = false; // a copper module with a PHY on its bus
 };
 
 // All ready-made profiles, in a stable order.
