@@ -83,13 +83,15 @@ endforeach()
 # Every exported symbol is one that an installed header declares with
 # SFPDRV_API: the declarations' names are the words before "(" or ";" on the
 # lines that carry the marker (a declaration may continue on the next line).
+# A variable's declaration ends in ";", which a CMake list takes for its
+# separator, so that its match arrives without it.
 file(GLOB public_headers ${incdir}/sfpdrv/*.h)
 set(declared "")
 foreach(header IN LISTS public_headers)
   file(READ ${header} text)
   string(REGEX MATCHALL "SFPDRV_API[^;(]*[(;]" declarations "${text}")
   foreach(declaration IN LISTS declarations)
-    if(declaration MATCHES "([A-Za-z_][A-Za-z0-9_]*)[ \n]*[(;]$")
+    if(declaration MATCHES "([A-Za-z_][A-Za-z0-9_]*)[ \n]*[(;]?$")
       list(APPEND declared ${CMAKE_MATCH_1})
     endif()
   endforeach()
