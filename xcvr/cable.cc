@@ -77,7 +77,7 @@ extern "C" SFPDRV_API sfp_rc sfp_is_zando_copper_optics(sfp_port_ctx *port, cons
     return SFP_RC_INVALID;
   }
   if (a0 == nullptr || flag == nullptr) {
-    trace<msg::kCx1NullImage>(port->err_trace, port->controller, port->port);
+    trace<msg::kCx1NullParams>(port->err_trace, port->controller, port->port);
     return SFP_RC_INVALID;
   }
   const uint8_t connector = a0[kConnectorByte];

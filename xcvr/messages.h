@@ -30,7 +30,7 @@
 #define SFPDRV_CABLE_MESSAGES(X) \
   X(kIsCable,            3601, "dds",   "Controller %d Port %d: sfp is cable: %s \n") \
   X(kCx1Compliant,       3602, "dds",   "Controller %d Port %d: SFP is %s cx1 compliant\n") \
-  X(kCx1NullImage,       3603, "dd",    "Controller %d Port %d: SFP cx1 check: NULL eeprom image\n") \
+  X(kCx1NullParams,       3603, "dd",    "Controller %d Port %d: SFP cx1 check: NULL parameters\n") \
   X(kDwdmReceiver,       3604, "dds",   "Controller %d Port %d: is a SFP+ DWDM %s module\n")
 // clang-format on
 

@@ -105,7 +105,10 @@ foreach(line IN LISTS symbol_lines)
   if(line MATCHES "^[0-9a-fA-F]* *[A-Za-z] +([^ ]+)$")
     set(name ${CMAKE_MATCH_1})
     list(APPEND exported ${name})
-    if(NOT name IN_LIST declared)
+    # The address sanitizer adds an "__odr_asan." twin to each exported
+    # variable.
+    string(REGEX REPLACE "^__odr_asan\\." "" declared_name "${name}")
+    if(NOT declared_name IN_LIST declared)
       list(APPEND leaked ${name})
     endif()
   endif()

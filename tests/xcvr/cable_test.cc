@@ -61,7 +61,7 @@ TEST_F(CableTest, CableAndCopperPredicates) {
   EXPECT_EQ(sfp_is_zando_copper_optics(nullptr, port_.eeprom, &flag), SFP_RC_INVALID);
   EXPECT_EQ(sfp_is_zando_copper_optics(&port_, nullptr, &flag), SFP_RC_INVALID);
   EXPECT_EQ(flag, 99u);
-  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kCx1NullImage).size(), 1u);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kCx1NullParams).size(), 1u);
 }
 
 TEST_F(CableTest, PidComesFromA0ForCopperElseA2) {
