@@ -19,6 +19,7 @@ enum CheckSite : uint32_t {
   kSitePortReadReg = 103,
   kSiteCreateLock = 201,
   kSiteDeleteLock = 202,
+  kSiteTsfpWavechannelSet = 351,
 };
 
 // --- registry (registry.cc); every call but lock_registry needs the lock ---

@@ -25,6 +25,15 @@ sfp_xcvr_type multi_rate_sub_type(sfp_xcvr_type type, uint32_t rate_code);
 
 // --- part-number lists, catalogue, wavelength and cable classification ---
 
+// Appends the built-in product IDs, then the catalogue part numbers, then
+// the vendor part numbers to the supported lists (part_numbers.cc). Returns
+// the status of the last append: 0, or 12 when memory ran out.
+sfp_rc fill_part_number_lists();
+
+// The module's PID (sfp_get_pid) as a terminated text of at most
+// SFP_PID_LEN characters, blank padding included (cable.cc).
+void copy_pid(sfp_port_ctx *port, char (&dest)[SFP_PID_LEN + 1]);
+
 } // namespace sfpdrv
 
 #endif // SFPDRV_XCVR_INTERNAL_H

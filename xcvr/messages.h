@@ -14,7 +14,11 @@
 
 #define SFPDRV_DETECT_MESSAGES(X)
 
-#define SFPDRV_SUPPORTED_MESSAGES(X)
+#define SFPDRV_SUPPORTED_MESSAGES(X) \
+  X(kPidSupported,       3301, "dsdssd", "Get SFP PID supported, port:%d type:%s(%02d)  pid:%s status:%s  rc:0x%08x\n") \
+  X(kVendorPnSupported,  3302, "dsdssd", "Get SFP Vendor PN supported, port:%d type:%s(%02d)  pn:%s status:%s  rc:0x%08x\n") \
+  X(kPnSupported,        3303, "dsdssd", "Get SFP PN supported, port:%d type:%s(%02d)  pn:%s status:%s  rc:0x%08x\n") \
+  X(kPnListAppendFailed, 3304, "sds",   "SFP supported %s list: no room for the entry of type %d (%s)\n")
 
 #define SFPDRV_MULTI_RATE_MESSAGES(X) \
   X(kMultiRateReadError,   3401, "dd",   "Controller %d Port %d: SFP Multi Rate Support : Read register error\n") \
@@ -27,9 +31,17 @@
   X(kRateSelectWriteError, 3408, "dddd", "Controller %d Port %d: SFP Rate selection,reg_val:0x%x Write error, rc:0x%x\n") \
   X(kMultiRateNullPort,    3409, "s",    "%s: NULL Hdl passed in\n")
 
-#define SFPDRV_WAVELENGTH_MESSAGES(X)
+#define SFPDRV_WAVELENGTH_MESSAGES(X) \
+  X(kChannelOutOfRange,  3501, "ddddd", "Controller %d Port %d: tsfp wave channel not in usable range\nwave_channel: %d, supported_range: %d - %d\n") \
+  X(kChannelSetRequest,  3502, "dddd",  "Controller %d Port %d: tsfp wave channel set req, chan no %d, with offset: %d\n") \
+  X(kChannelSetError,    3503, "dd",    "Controller %d Port %d: tsfp channel set error") \
+  X(kChannelSetDone,     3504, "dddd",  "Controller %d Port %d: tsfp channel programming done: channel %d, with offset: %d\n")
 
-#define SFPDRV_CABLE_MESSAGES(X)
+#define SFPDRV_CABLE_MESSAGES(X) \
+  X(kIsCable,            3601, "dds",   "Controller %d Port %d: sfp is cable: %s \n") \
+  X(kCx1Compliant,       3602, "dds",   "Controller %d Port %d: SFP is %s cx1 compliant\n") \
+  X(kCx1NullParams,       3603, "dd",    "Controller %d Port %d: SFP cx1 check: NULL parameters\n") \
+  X(kDwdmReceiver,       3604, "dds",   "Controller %d Port %d: is a SFP+ DWDM %s module\n")
 // clang-format on
 
 namespace sfpdrv::msg {

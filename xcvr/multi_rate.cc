@@ -6,6 +6,7 @@
 
 #include "port/internal.h"
 #include "sfpdrv/access.h"
+#include "xcvr/catalogue.h"
 #include "xcvr/internal.h"
 #include "xcvr/messages.h"
 #include "xcvr/type_table.h"

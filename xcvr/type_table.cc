@@ -3,6 +3,7 @@
 // families are generated from their rules (type, vendor code, channel and
 // wavelength name run with the family index).
 #include "xcvr/type_table.h"
+#include "xcvr/catalogue.h"
 
 #include <array>
 #include <atomic>

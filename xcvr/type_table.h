@@ -34,20 +34,6 @@ inline constexpr int32_t kNoItuChan = SFP_XCVR_NO_ITU_CHAN;
 inline constexpr sfp_xcvr_type kFirstTableType = SFP_XCVR_TYPE_UNKNOWN;
 inline constexpr sfp_xcvr_type kLastTableType = 853;
 
-// Display names of the types named by catalogue part number; the dual-rate
-// ones are also the names of their multi-rate families.
-namespace catalogue_name {
-inline constexpr const char *kOsc1510 = "PX-SFP-OSC1510-160";
-inline constexpr const char *kOsc1514 = "PX-SFP-OSC1514-160";
-inline constexpr const char *kDual25g10gCsr = "PX-SFP-25G10G-CSR";
-inline constexpr const char *kDual25g10gSr = "PX-SFP-25G10G-SR";
-inline constexpr const char *kDual25g10gLr = "PX-SFP-25G10G-LR";
-inline constexpr const char *kDual25g10gBxu = "PX-SFP-25G10G-BXU";
-inline constexpr const char *kDual25g10gBxd = "PX-SFP-25G10G-BXD";
-inline constexpr const char *kDual50g25gSr = "PX-SFP-50G25G-SR";
-inline constexpr const char *kDual50g25gLr = "PX-SFP-50G25G-LR";
-} // namespace catalogue_name
-
 // All slots, rows first (slots 0 to kTypeRows - 1), then the empty slots.
 std::span<const XcvrRow, kTypeSlots> type_slots();
 
