@@ -53,6 +53,15 @@ sfp_xcvr_type sfp_xcvr_detect_type(sfp_port_ctx *port, uint8_t identifier, uint3
 // port already has a type.
 void sfp_port_identify(sfp_port_ctx *port);
 
+// --- supported policy (supported.cc) ---
+
+// The memory spaces of a module whose supported check gave `status` and
+// `type`: only the lower half of A0h unless the check passed and the module
+// was recognised (not defaulted); then all of A0h, A2h unless the type has
+// none, and diagnostics as A0h byte 92 says. `port` and `a0` must be given.
+sfp_eeprom_space sfp_xcvr_spaces_from_type(const sfp_port_ctx *port, const uint8_t *a0,
+                                           sfp_xcvr_supported_status status, sfp_xcvr_type type);
+
 // --- part-number lists, catalogue, wavelength and cable classification ---
 
 // Appends the built-in product IDs, then the catalogue part numbers, then

@@ -71,7 +71,13 @@
   X(kPidSupported,       3301, "dsdssd", "Get SFP PID supported, port:%d type:%s(%02d)  pid:%s status:%s  rc:0x%08x\n") \
   X(kVendorPnSupported,  3302, "dsdssd", "Get SFP Vendor PN supported, port:%d type:%s(%02d)  pn:%s status:%s  rc:0x%08x\n") \
   X(kPnSupported,        3303, "dsdssd", "Get SFP PN supported, port:%d type:%s(%02d)  pn:%s status:%s  rc:0x%08x\n") \
-  X(kPnListAppendFailed, 3304, "sds",   "SFP supported %s list: no room for the entry of type %d (%s)\n")
+  X(kPnListAppendFailed, 3304, "sds",   "SFP supported %s list: no room for the entry of type %d (%s)\n") \
+  X(kCheckSupported,     3305, "dsds",  "Get SFP check supported, port:%d type:%s(%02d)  status:%s\n") \
+  X(kCheckSupportedNullPort, 3306, "",  "SFP check supported: NULL port\n") \
+  X(kAdjustNotSupported, 3307, "sd",    "\n%s( port_num=%u ): sfp_XCVR_SUPPORTED_OK != type_supported\n") \
+  X(kAdjustStatusInfo,   3308, "sd",    "\n%s( port_num=%u ): force status_info to all-0\n") \
+  X(kAdjustUserEeprom,   3309, "sd",    "\n%s( port_num=%u ): force user_eeprom to all-0\n") \
+  X(kAdjustA0Page1,      3310, "sd",    "\n%s( port_num=%u ): force a0_page1 to all-0\n")
 
 #define SFPDRV_MULTI_RATE_MESSAGES(X) \
   X(kMultiRateReadError,   3401, "dd",   "Controller %d Port %d: SFP Multi Rate Support : Read register error\n") \
