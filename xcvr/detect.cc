@@ -598,7 +598,9 @@ bool scan_row_matches(const Detection &d, uint32_t slot, const XcvrRow &row, uin
 
 std::optional<std::size_t> scan_other(const Detection &d) {
   const uint32_t ieee = d.code_low & kIeeeBits;
-  const auto slots = type_slots();
+  // The slots after the rows are all zero, and a slot without codes never
+  // matches here: the scan can stop at the last row.
+  const auto slots = type_slots().first<kTypeRows>();
   for (std::size_t slot = 0; slot < slots.size(); ++slot) {
     const XcvrRow &row = slots[slot];
     const bool no_codes = row.attr_low == 0 && row.attr_high == 0 && row.ext_id == 0;
