@@ -51,16 +51,17 @@ Image dwdm(uint32_t low, uint32_t high, uint16_t ext_id) {
   return module(0x0b, low, high, ext_id);
 }
 
-// kWasDefaulted: the port's defaulted flag is set before detection.
+// kWasDefaulted: the port's defaulted flag is set before detection; kEvt:
+// the deciding record is on the event buffer.
 enum Flags : uint32_t {
   kNone = 0,
   kSonet = 1,
   kAllowed = 2,
   kMarker = 4,
   kOm3Csr = 8,
-  kWasDefaulted = 16
+  kWasDefaulted = 16,
+  kEvt = 32
 };
-enum class Buffer { Err, Evt };
 
 struct Case {
   const char *what;
@@ -70,10 +71,8 @@ struct Case {
   sfp_xcvr_type type;
   uint32_t defaulted;
   const sfpdrv::TraceMsg *msg; // the record that says how it was decided
-  Buffer buffer = Buffer::Err;
 };
 
-constexpr auto E = Buffer::Evt;
 const Image k25g = sfp(0).rate(103);
 const Image k50g = sfp(0).rate(224);
 const Image kCu = sfp(0, 0x40000, 0x80); // byte 8: passive cable
@@ -93,7 +92,7 @@ const Case kCases[] = {
     {"smart T1F", sfp(99, 0, 0), "", kNone, 535, 0, &msg::kDetectedSmartSfp},
     {"smart OC3", sfp(101, 0, 0), "", kNone, 540, 0, &msg::kDetectedSmartSfp},
     {"smart E1U", sfp(105, 0, 0), "", kNone, 538, 0, &msg::kDetectedSmartSfp},
-    {"not smart", sfp(103, 0, 0), "", kNone, 512, 0, &msg::kNotSmartSfp, E},
+    {"not smart", sfp(103, 0, 0), "", kEvt, 512, 0, &msg::kNotSmartSfp},
     {"vendor-coded LH", sfp(0, 0, 0xd7), "", kNone, 852, 0, &msg::kDetectedVendorCoded1g},
     {"vendor-coded SX", sfp(0, 0, 0xd6), "", kNone, 853, 0, &msg::kDetectedVendorCoded1g},
     {"25G SR", k25g.ext_code(2), "", kNone, 784, 0, &msg::kDetected25g},
@@ -126,18 +125,18 @@ const Case kCases[] = {
     {"AOC 10 m breakout", kAoc.cable(10), "PX-Q4S-10G-AOC10M", kNone, 759, 0, &msg::kDetected10gActive},
     {"AOC 10 m", kAoc.cable(10), "PX-SFP-10G-AOC10M", kNone, 753, 0, &msg::kDetected10gActive},
     {"AOC 4 m", kAoc.cable(4), "", kNone, 512, 0, &msg::kActiveLengthUnknown},
-    {"OC48 SR", sfp(0x10000), "", kSonet, 780, 0, &msg::kSonetOc48Sr, E},
-    {"OC48 LR", sfp(0x40000), "", kSonet, 782, 0, &msg::kSonetOc48Lr, E},
-    {"OC192 SR", sfp(0x200000), "", kSonet, 783, 0, &msg::kSonetOc192Sr, E},
+    {"OC48 SR", sfp(0x10000), "", kSonet | kEvt, 780, 0, &msg::kSonetOc48Sr},
+    {"OC48 LR", sfp(0x40000), "", kSonet | kEvt, 782, 0, &msg::kSonetOc48Lr},
+    {"OC192 SR", sfp(0x200000), "", kSonet | kEvt, 783, 0, &msg::kSonetOc192Sr},
     {"OC48 elsewhere", sfp(0x10000), "", kNone, 512, 0, &msg::kDetected},
-    {"SONET invalid", sfp(0x800), "", kSonet, 512, 0, &msg::kSonetInvalid, E},
-    {"SONET and 10G SR", sfp(0x10010000), "", kSonet, 594, 0, &msg::kSonetOtn, E},
-    {"FC GE SW", sfp(0, 0x400001, 0), "", kNone, 768, 0, &msg::kFcGeSw, E},
-    {"FC GE LW", sfp(0, 0x100001, 0), "", kNone, 769, 0, &msg::kFcGeLw, E},
-    {"FC 2G, 4G SW", sfp(0, 0x4000014, 0), "", kNone, 772, 0, &msg::kFc2gSw, E},
-    {"FC 8G LW", sfp(0, 0x2000040, 0), "", kNone, 775, 0, &msg::kFc8gLw, E},
-    {"FC 16G, 32G SW", sfp(0, 0x200028, 0), "", kNone, 778, 0, &msg::kFc16gSw, E},
-    {"FC 16G LW", sfp(0, 0x100020, 0), "", kNone, 777, 0, &msg::kFc16gLw, E},
+    {"SONET invalid", sfp(0x800), "", kSonet | kEvt, 512, 0, &msg::kSonetInvalid},
+    {"SONET and 10G SR", sfp(0x10010000), "", kSonet | kEvt, 594, 0, &msg::kSonetOtn},
+    {"FC GE SW", sfp(0, 0x400001, 0), "", kEvt, 768, 0, &msg::kFcGeSw},
+    {"FC GE LW", sfp(0, 0x100001, 0), "", kEvt, 769, 0, &msg::kFcGeLw},
+    {"FC 2G, 4G SW", sfp(0, 0x4000014, 0), "", kEvt, 772, 0, &msg::kFc2gSw},
+    {"FC 8G LW", sfp(0, 0x2000040, 0), "", kEvt, 775, 0, &msg::kFc8gLw},
+    {"FC 16G, 32G SW", sfp(0, 0x200028, 0), "", kEvt, 778, 0, &msg::kFc16gSw},
+    {"FC 16G LW", sfp(0, 0x100020, 0), "", kEvt, 777, 0, &msg::kFc16gLw},
     {"FC codes, DWDM id", module(0x0b, 0, 0x400001, 0), "", kNone, 595, 0, &msg::kDwdmScanSlot},
     {"FC no wave", sfp(0, 0x05, 0), "", kNone, 512, 0, &msg::kDetected},
     {"10GBASE-T", sfp(0).ext_code(0x1c), "", kNone, 766, 0, &msg::kDetected10gBaseT},
@@ -206,7 +205,7 @@ TEST_F(Detect, CascadeDecidesEachFamilyAtItsStep) {
     EXPECT_EQ(detect(c), c.type) << c.what;
     EXPECT_EQ(port_->defaulted, c.defaulted) << c.what;
     EXPECT_EQ(port_->multi_rate, (c.flags & kMarker) != 0 ? 1u : 0u) << c.what;
-    const char *buffer = c.buffer == Buffer::Evt ? "sfp_evt" : "sfp_err";
+    const char *buffer = (c.flags & kEvt) != 0 ? "sfp_evt" : "sfp_err";
     EXPECT_FALSE(records_of(buffer, *c.msg).empty()) << c.what << ": no " << c.msg->format;
   }
 }
