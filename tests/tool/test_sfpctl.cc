@@ -364,9 +364,8 @@ TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
   const std::string refused = "^sfpctl: cannot create port: status 95 ";
   expect_run("--sim 10-25g-sr-multirate --rate 10g identify", 0,
              {"^type: +594 PX-SFP-25G10G-SR$", "^supported: +Supported$", "",
-              "^multi-rate: +yes, "
-              "base type 806 .*, sub type 594 SFP\\+ 10G SR$",
-              "", "", "", "", "", "", "", "", "", "", ""},
+              "^multi-rate: +yes, base type 806 .*, sub type 594 SFP\\+ 10G SR$", "", "", "", "",
+              "", "", "", "", "", "", ""},
              {});
   // No 50G rate in the family: the base type itself is not supported.
   expect_run("--sim 10-25g-sr-multirate --rate 50g identify", 1,
@@ -378,7 +377,7 @@ TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
 }
 
 std::string write_image(const sfpsim::Memory &memory) {
-  const std::string path = testing::TempDir() + "sfpctl_ident_" + std::to_string(getpid());
+  std::string path = testing::TempDir() + "sfpctl_ident_" + std::to_string(getpid());
   const auto image = sfpsim::Module(memory).caller_image();
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char *>(image.data()),
