@@ -410,15 +410,22 @@ constexpr std::array<XcvrRow, kTypeSlots> kSlots = kBuilt.slots;
 static_assert(kSlots.size() == 854, "the table has 854 slots");
 static_assert(kBuilt.used == kTypeRows, "328 rows come before the empty slots");
 
+// A row is named; its name is tested by its first character, not against
+// null: the address of a name defined in a header (an inline variable) is
+// no constant that GCC compares with null when it instruments the code.
+constexpr bool is_row(const XcvrRow &r) {
+  return r.xcvr_type >= kFirstTableType && r.xcvr_type <= kLastTableType && r.name[0] != '\0';
+}
+
+constexpr bool is_empty(const XcvrRow &r) {
+  return r.xcvr_type == 0 && r.attr_low == 0 && r.attr_high == 0 && r.ext_id == 0 &&
+         r.itu_chan == 0 && r.ext_code_length == 0 && r.name == nullptr;
+}
+
 constexpr bool rows_then_empty_slots() {
   for (std::size_t slot = 0; slot < kTypeSlots; ++slot) {
     const XcvrRow &r = kSlots.at(slot);
-    const bool is_row =
-        r.xcvr_type >= kFirstTableType && r.xcvr_type <= kLastTableType && r.name != nullptr;
-    const bool is_empty = r.xcvr_type == 0 && r.attr_low == 0 && r.attr_high == 0 &&
-                          r.ext_id == 0 && r.itu_chan == 0 && r.ext_code_length == 0 &&
-                          r.name == nullptr;
-    if (slot < kTypeRows ? !is_row : !is_empty) {
+    if (slot < kTypeRows ? !is_row(r) : !is_empty(r)) {
       return false;
     }
   }
