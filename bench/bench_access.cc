@@ -72,9 +72,8 @@ BENCHMARK(BM_PortRead);
 void BM_PortReadSim(benchmark::State &state) {
   static sfpsim::Memory memory = [] {
     sfpsim::Memory m{};
-    m.a0[0] = 0x03;
-    m.a0[1] = 0x04;
-    m.a0[92] = 0x40;
+    const MinimalModule minimal;
+    std::copy_n(minimal.image.begin(), m.a0.size(), m.a0.begin());
     return m;
   }();
   static sfpsim::Module module(memory);

@@ -20,13 +20,15 @@ namespace sfpbench {
 // The status a failing callback returns (an I/O error of the bus layer).
 inline constexpr int kBusError = 5;
 
-// A module the library accepts: SFP identity, and byte 92 says it has A2h.
+// A module the library accepts: an SFP whose compliance code says
+// 1000BASE-T, a supported type without A2h, so that creation reads nothing
+// from it (a port whose read callback fails is still created).
 struct MinimalModule {
   std::array<uint8_t, SFP_EEPROM_CALLER_LEN> image{};
   MinimalModule() {
-    image[0] = 0x03;
-    image[1] = 0x04;
-    image[92] = 0x40;
+    image[0] = 0x03; // SFP
+    image[1] = 0x04; // two-wire identification
+    image[6] = 0x08; // 1000BASE-T
   }
 };
 

@@ -7,6 +7,7 @@
 #include "platform/pelog.h"
 #include "port/internal.h"
 #include "port/messages.h"
+#include "sfpdrv/xcvr.h"
 
 namespace sfpdrv {
 namespace {
@@ -92,8 +93,10 @@ sfp_rc init_library(const sfp_platform_ops &ops) {
   publish(g_lib.port_evt_trace, g_lib.evt_trace);
   publish(g_lib.port_err_trace, g_lib.err_trace);
   trace<msg::kDllInitDone>(g_lib.evt_trace, 0);
-  // The supported part-number lists are built here once transceiver
-  // identification is part of the library.
+  // The supported flags and part-number lists. A list append that runs out
+  // of memory is traced by the list itself and costs only that entry, so the
+  // library comes up all the same.
+  sfp_xcvr_lib_init();
   trace<msg::kSupportedInitDone>(g_lib.evt_trace, 0);
   g_lib.initialised = 1;
   g_lib.unsupported_xcvr_allowed = ops.unsupported_xcvr_allowed;

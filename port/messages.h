@@ -26,7 +26,25 @@
   X(kCreateNullParams,   1017, "",      "sfp port create : NULL parameters\n") \
   X(kIdentifyTp1,        1101, "dd",    "Controller %d Port %d: sfp_xcvr_which_space_supported2 - TP1\n") \
   X(kInvalidDeviceType,  1102, "dd",    "Controller %d Port %d: Invalid device type\n") \
-  X(kSpacesSupported,    1103, "dddddd", "Controller %d Port %d: Spaces supported [half_a0:%d full_a0:%d a2:%d dom:%d]\n")
+  X(kSpacesSupported,    1103, "dddddd", "Controller %d Port %d: Spaces supported [half_a0:%d full_a0:%d a2:%d dom:%d]\n") \
+  X(kGetPageA2Failed,    1104, "dd",    "Controller %d Port %d: SFP Get Page A2 failed") \
+  X(kTsfpTableSelectFailed, 1105, "dd", "Controller %d Port %d: TSFP Set tableSelect failed") \
+  X(kReadA2Autopoll,     1106, "dd",    "Controller %d Port %d: SFP reading A2 upper page with autopoll utility \n") \
+  X(kGetA2Table0Failed,  1107, "dd",    "Controller %d Port %d: SFP Get A2 Upper page 0 failed") \
+  X(kTsfpSelectTable2Failed, 1108, "dd", "Controller %d Port %d: TSFP Set tableSelect failed to select version 2") \
+  X(kTsfpGetTable2Failed, 1109, "dd",   "Controller %d Port %d: TSFP Get Upper page A2-02 failed") \
+  X(kReadA2BitBang,      1110, "dd",    "Controller %d Port %d: SFP reading A2 upper page with bit-bang utility \n") \
+  X(kBbCleiReadError,    1111, "dd",    "Controller %d Port %d: SFP CLEI read error with bit-bang utility \n") \
+  X(kBbPartNumberReadError, 1112, "dd", "Controller %d Port %d: SFP PART NUMBER read error with bit-bang utility \n") \
+  X(kBbPidReadError,     1113, "dd",    "Controller %d Port %d: SFP PID read error with bit-bang utility \n") \
+  X(kBbVidReadError,     1114, "dd",    "Controller %d Port %d: TSFP VID Read error with bit-bang utility \n") \
+  X(kBbFirstThzFailed,   1115, "dd",    "Controller %d Port %d: TSFP laser first frequency get failed") \
+  X(kBbFirstGhzFailed,   1116, "dd",    "Controller %d Port %d: TSFP laser first frequency GHz get failed") \
+  X(kBbLastThzFailed,    1117, "dd",    "Controller %d Port %d: TSFP laser last frequency get failed") \
+  X(kBbLastGhzFailed,    1118, "dd",    "Controller %d Port %d: TSFP laser last frequency GHz get failed") \
+  X(kTunableRange,       1119, "dds",   "Controller %d Port %d: %s\n") \
+  X(kIdentifyTp2,        1120, "dd",    "Controller %d Port %d: sfp_xcvr_which_space_supported2 - TP2\n") \
+  X(kSpacesSupportedUpd, 1121, "dddddd", "Controller %d Port %d: Spaces supported upd [half_a0:%d full_a0:%d a2:%d dom:%d]\n")
 
 #define SFPDRV_ACCESS_MESSAGES(X) \
   X(kNullSfpPort,        2001, "",      "NULL Sfp Port\n") \

@@ -1,8 +1,11 @@
 // Ready-made modules and the check bytes of module memory.
 //
-// Every module carries the SIMLAB OPTICS catalogue: vendor part numbers
-// "SL-" + product, serials "SIM" + digits, maker-area catalogue numbers
-// "10-20xx-01" and product ids "SL-SFP-...".
+// Every module is made by SIMLAB OPTICS: vendor part numbers "SL-" +
+// product, serials "SIM" + digits. The modules are sold under our own
+// catalogue, so their maker area carries our product ID ("PX-...") and
+// catalogue number ("74-" + type + "-" + revision): in A2h table 0 bytes 192
+// and 138, or, for copper modules, which have no A2h, the product ID in A0h
+// byte 192.
 #include <algorithm>
 #include <cmath>
 #include <string_view>
@@ -19,7 +22,11 @@ constexpr std::size_t kExtIdentifier = 1;
 constexpr std::size_t kConnector = 2;
 constexpr std::size_t kTenGigCodes = 3;   // 10G Ethernet and Infiniband codes
 constexpr std::size_t kEthernetCodes = 6; // 1G Ethernet codes
-constexpr std::size_t kCableCodes = 8;    // SFP+ cable technology
+constexpr std::size_t kFcLinkLength = 7;
+constexpr std::size_t kCableCodes = 8;   // SFP+ cable technology (bits 2 and 3)
+constexpr std::size_t kFcTechnology = 8; // FC transmitter technology (the other bits)
+constexpr std::size_t kFcMedia = 9;
+constexpr std::size_t kFcSpeed = 10;
 constexpr std::size_t kEncoding = 11;
 constexpr std::size_t kBitRate = 12; // 100 MBd units, 0xff: see kBitRateMax
 constexpr std::size_t kLengthSmfKm = 14;
@@ -43,9 +50,12 @@ constexpr std::size_t kDiagType = 92;
 constexpr std::size_t kEnhancedOptions = 93;
 constexpr std::size_t kDiagRevision = 94;
 constexpr std::size_t kExtCheck = 95;
-constexpr std::size_t kVendorArea = 96;
+constexpr std::size_t kVendorCode = 96; // the transceiver code of the module's vendor
+constexpr std::size_t kVendorArea = 98; // free text after the code bytes 96..97
 constexpr std::size_t kVendorCrc = 124;
 constexpr std::size_t kCopperPid = 192; // copper modules carry their PID in A0h
+constexpr std::size_t kPidWidth = 20;
+constexpr std::size_t kMultiRate = 253; // 3: the module runs at two rates
 
 // A2h lower-half offsets.
 constexpr std::size_t kThresholds = 0; // 5 quantities x 4 limits x 2 bytes
@@ -53,10 +63,13 @@ constexpr std::size_t kDiagCheck = 95;
 constexpr std::size_t kLiveValues = 96; // temperature, Vcc, bias, Tx, Rx
 
 constexpr uint8_t kSfp = 0x03;
+constexpr uint8_t kDwdmSfp = 0x0B;
+constexpr uint8_t kDwdmExtIdentifier = 0x24;
 constexpr uint8_t kTwoWireId = 0x04;
 constexpr uint8_t kLc = 0x07;
 constexpr uint8_t kCopperPigtail = 0x21;
 constexpr uint8_t kRj45 = 0x22;
+constexpr uint8_t kPassiveCable = 0x04; // byte 8
 constexpr uint8_t k8b10b = 0x01;
 constexpr uint8_t k64b66b = 0x06;
 // Byte 65: TX_DISABLE, TX_FAULT and LOS pins implemented.
@@ -127,7 +140,8 @@ public:
     return *this;
   }
 
-  // Vendor name and OUI of the house, then the module's own identity.
+  // Vendor name and OUI of the house, then the module's own identity. The
+  // vendor transceiver code (byte 96) stays 0 unless vendor_code sets it.
   Builder &vendor(std::string_view part_number, std::string_view revision, std::string_view serial,
                   std::string_view date) {
     a0_text(kVendorName, 16, kVendor);
@@ -140,6 +154,7 @@ public:
     area += part_number;
     return a0_text(kVendorArea, kVendorCrc - kVendorArea, area);
   }
+  Builder &vendor_code(uint8_t code) { return a0(kVendorCode, code); }
 
   Builder &diagnostics(const Diagnostics &d) {
     diagnostics_ = true;
@@ -170,8 +185,11 @@ public:
     table_text(0, 128, 10, code);
     table_text(0, 138, 10, catalogue);
     table_text(0, 148, 4, "V01");
-    return table_text(0, 192, 20, product);
+    return table_text(0, 192, kPidWidth, product);
   }
+
+  // The product ID of a copper module, which has no A2h to carry it.
+  Builder &copper_pid(std::string_view product) { return a0_text(kCopperPid, kPidWidth, product); }
 
   // `offset` is the A2h offset, 128..255.
   Builder &table_u16(std::size_t table, std::size_t offset, uint16_t value) {
@@ -228,7 +246,7 @@ Profile sx_1g() {
   b.vendor("SL-1GSX-DM", "A1", "SIM26030101", "260315");
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x01);
-  b.diagnostics(dom).maker_area("SIMLABCLE1", "10-2001-01", "SL-SFP-1G-SX");
+  b.diagnostics(dom).maker_area("SIMLABCLE1", "74-0529-01", "PX-SFP-1G-SX");
   return {"1000base-sx", "1000BASE-SX, 850 nm multimode, LC, with diagnostics", b.finish()};
 }
 
@@ -250,7 +268,7 @@ Profile sr_10g() {
   b.vendor("SL-10GSR-DM", "A1", "SIM26030202", "260316");
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
-  b.diagnostics(dom).maker_area("SIMLABCLE2", "10-2002-01", "SL-SFP-10G-SR");
+  b.diagnostics(dom).maker_area("SIMLABCLE2", "74-0594-02", "PX-SFP-10G-SR");
   return {"10gbase-sr", "10GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
 }
 
@@ -262,7 +280,8 @@ Profile dac_10g() {
   b.vendor("SL-10GCU-1M", "A1", "SIM26030303", "260317");
   // Passive cable: bytes 60..61 carry the cable compliance bits.
   b.a0(kWavelength, 0x01).a0(kWavelength + 1, 0x00);
-  b.maker_area("SIMLABCLE3", "10-2003-01", "SL-SFP-10G-CU1M");
+  // Vendor code 0x80: the 1 m cable of the SFP+ copper family.
+  b.vendor_code(0x80).copper_pid("PX-SFP-10G-CU1M");
   return {"10g-dac-1m", "10G passive copper cable, 1 m, no diagnostics memory", b.finish()};
 }
 
@@ -285,7 +304,7 @@ Profile sr_25g() {
   b.vendor("SL-25GSR", "A1", "SIM26030404", "260318");
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
-  b.diagnostics(dom).maker_area("SIMLABCLE4", "10-2004-01", "SL-SFP28-25G-SR");
+  b.diagnostics(dom).maker_area("SIMLABCLE4", "74-0784-01", "PX-SFP28-25G-SR");
   return {"25gbase-sr", "25GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
 }
 
@@ -308,7 +327,7 @@ Profile tunable_dwdm() {
   // 1566 nm: channel 1 at 191.35 THz.
   b.a0_u16(kWavelength, 1566).a0(kOptions + 1, kPinOptions | kTunableOption);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
-  b.diagnostics(dom).maker_area("SIMLABCLE5", "10-2005-01", "SL-SFP-10G-TDWDM");
+  b.diagnostics(dom).maker_area("SIMLABCLE5", "74-0765-01", "PX-SFP-10G-TUN");
   // Tuning range in table 2: whole THz then 0.1 GHz, first and last
   // frequency, the grid spacing, and the channel in use.
   b.table_u16(2, 132, 191).table_u16(2, 134, 3500);
@@ -326,8 +345,126 @@ Profile base_t_1g() {
   b.a0(kEthernetCodes, 0x08).a0(kEncoding, k8b10b).a0(kBitRate, 0x0D);
   b.a0(kLengthOm4OrCopper, 100);
   b.vendor("SL-1GT", "A1", "SIM26030606", "260320");
-  b.a0_text(kCopperPid, 20, "PX-SFP-1G-T");
+  b.copper_pid("PX-SFP-1G-T");
   return {"1000base-t", "1000BASE-T copper, RJ45, with a PHY, no diagnostics", b.finish(), true};
+}
+
+// A dual-rate optic: it identifies as 25GBASE-SR (and also sets the 10G SR
+// bit) and marks itself multi-rate; the port's rate code picks 10G or 25G.
+Profile sr_10g_25g_multirate() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {13.0, 3.0, 12.0, 4.0},
+                        {3.0, -10.4, 2.0, -8.4},
+                        {3.0, -12.4, 2.0, -10.3},
+                        39.8,
+                        3.30,
+                        7.1,
+                        -1.0,
+                        -2.2};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kTenGigCodes, 0x10).a0(kEncoding, k64b66b).a0(kBitRate, 0xFF).a0(kBitRateMax, 103);
+  b.a0(kExtCompliance, 0x02);
+  // OM3 70 m (not 300 m): the SR family rather than the CSR one.
+  b.a0(kLengthOm4OrCopper, 10).a0(kLengthOm3, 7);
+  b.vendor("SL-25G10GSR", "A1", "SIM26030707", "260321");
+  b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions).a0(kMultiRate, 3);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
+  b.diagnostics(dom).maker_area("SIMLABCLE7", "74-0806-01", "PX-SFP-25G10G-SR");
+  return {"10-25g-sr-multirate", "10/25G dual-rate SR, 850 nm multimode, LC, with diagnostics",
+          b.finish()};
+}
+
+Profile dac_25g() {
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kCopperPigtail);
+  b.a0(kCableCodes, kPassiveCable).a0(kEncoding, k64b66b).a0(kBitRate, 0xFF).a0(kBitRateMax, 103);
+  b.a0(kExtCompliance, 0x0D); // 25GBASE-CR CA-25G-N
+  b.a0(kLengthOm4OrCopper, 1);
+  b.vendor("SL-25GCU-1M", "A1", "SIM26030808", "260322");
+  b.a0(kWavelength, 0x01).a0(kWavelength + 1, 0x00);
+  b.vendor_code(0x80).copper_pid("PX-SFP28-25G-CU1M");
+  return {"25g-dac-1m", "25G passive copper cable, 1 m, no diagnostics memory", b.finish()};
+}
+
+// A fixed-wavelength DWDM optic: DWDM identifier, no compliance bits; the
+// vendor code names ITU channel 44 (194.4 THz, 1542.14 nm).
+Profile dwdm_10g_ch44() {
+  const Diagnostics dom{{75.0, -5.0, 70.0, 0.0},
+                        kVcc,
+                        {90.0, 10.0, 80.0, 20.0},
+                        {4.0, -4.0, 3.0, -3.0},
+                        {-7.0, -24.0, -8.0, -23.0},
+                        42.0,
+                        3.31,
+                        48.0,
+                        1.1,
+                        -14.5};
+  Builder b;
+  b.a0(kIdentifier, kDwdmSfp).a0(kExtIdentifier, kDwdmExtIdentifier).a0(kConnector, kLc);
+  b.a0(kEncoding, k64b66b).a0(kBitRate, 0x67);
+  b.a0(kLengthSmfKm, 80).a0(kLengthSmf100m, 0xFF);
+  b.vendor("SL-10GDW44", "A1", "SIM26030909", "260323");
+  b.vendor_code(0xB8);
+  b.a0_u16(kWavelength, 1542).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
+  b.diagnostics(dom).maker_area("SIMLABCLE9", "74-0719-01", "PX-SFP-10G-DW44");
+  return {"10g-dwdm-ch44", "10G DWDM, ITU channel 44 (1542.14 nm, 100 GHz grid), 80 km",
+          b.finish()};
+}
+
+// Fibre Channel: no Ethernet codes and no vendor code; bytes 7..10 say short
+// distance, shortwave laser without OFC, multimode M5 and M6, 800, 400 and
+// 200 MB/s.
+Profile fc_8g_sw() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {12.0, 2.0, 11.0, 3.0},
+                        {1.0, -9.0, 0.0, -8.0},
+                        {1.0, -13.0, 0.0, -12.0},
+                        37.0,
+                        3.29,
+                        6.8,
+                        -2.8,
+                        -4.1};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kFcLinkLength, 0x40).a0(kFcTechnology, 0x40).a0(kFcMedia, 0x0C).a0(kFcSpeed, 0x54);
+  b.a0(kEncoding, k8b10b).a0(kBitRate, 85);
+  b.a0(kLengthOm2, 5).a0(kLengthOm1, 2).a0(kLengthOm3, 15);
+  b.vendor("SL-8GFC-SW", "A1", "SIM26031010", "260324");
+  b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
+  b.diagnostics(dom).maker_area("SIMLABCLE0", "74-0774-01", "PX-SFP-FC8G-SW");
+  return {"8gfc-sw", "8G Fibre Channel shortwave, 850 nm multimode, LC, with diagnostics",
+          b.finish()};
+}
+
+// A BiDi optic, upstream side: it sends at 1310 nm and receives at 1490 nm
+// over one fibre; the vendor code 0x2d tells the upstream BX10.
+Profile bx_u_1g() {
+  const Diagnostics dom{kCommercialTemperature,
+                        kVcc,
+                        {60.0, 2.0, 50.0, 4.0},
+                        {-3.0, -14.0, -4.0, -13.0},
+                        {-1.0, -23.0, -2.0, -21.0},
+                        36.0,
+                        3.30,
+                        15.0,
+                        -7.5,
+                        -9.0};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEthernetCodes, 0x40).a0(kEncoding, k8b10b).a0(kBitRate, 0x0D);
+  b.a0(kLengthSmfKm, 10).a0(kLengthSmf100m, 100);
+  b.vendor("SL-1GBX10-U", "A1", "SIM26031111", "260325");
+  b.vendor_code(0x2D);
+  b.a0_u16(kWavelength, 1310).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
+  b.diagnostics(dom).maker_area("SIMLABCLE8", "74-0521-01", "PX-SFP-1G-BX10U");
+  return {"1000base-bx-u", "1000BASE-BX10 upstream BiDi, 1310 nm out, 1490 nm in, 10 km",
+          b.finish()};
 }
 
 Profile blank() {
@@ -359,7 +496,7 @@ void fix_checksums(Memory &memory) {
   uint8_t *a0 = memory.a0.data();
   a0[kBaseCheck] = sum(a0, a0 + kBaseCheck);
   a0[kExtCheck] = sum(a0 + kOptions, a0 + kExtCheck);
-  const uint32_t crc = crc32(std::span<const uint8_t>(a0 + kVendorArea, a0 + kVendorCrc));
+  const uint32_t crc = crc32(std::span<const uint8_t>(a0 + kVendorCode, a0 + kVendorCrc));
   for (std::size_t i = 0; i < 4; ++i) {
     a0[kVendorCrc + i] = static_cast<uint8_t>((crc >> (8 * i)) & 0xff);
   }
@@ -371,8 +508,10 @@ void fix_diag_checksum(Memory &memory) {
 }
 
 const std::vector<Profile> &profiles() {
-  static const std::vector<Profile> all{sx_1g(),        sr_10g(),    dac_10g(), sr_25g(),
-                                        tunable_dwdm(), base_t_1g(), blank()};
+  static const std::vector<Profile> all{
+      sx_1g(),        sr_10g(),        dac_10g(),  sr_25g(),
+      tunable_dwdm(), base_t_1g(),     bx_u_1g(),  sr_10g_25g_multirate(),
+      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(), blank()};
   return all;
 }
 

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "common/alloc.h"
+#include "port/internal.h"
 #include "xcvr/catalogue.h"
 #include "xcvr/internal.h"
 #include "xcvr/messages.h"
@@ -78,8 +79,7 @@ const char *shown(const char *text) {
 }
 
 sfp_rc refuse_append(const PnList &list, const sfp_xcvr_pn_entry &entry) {
-  trace<msg::kPnListAppendFailed>(sfp_get_ctx()->err_trace, list.name, entry.xcvr_type,
-                                  shown(entry.pn));
+  trace<msg::kPnListAppendFailed>(library_err_trace(), list.name, entry.xcvr_type, shown(entry.pn));
   return SFP_RC_NO_MEMORY;
 }
 
@@ -200,7 +200,7 @@ sfp_rc check_list(sfp_port_ctx *port, const PnList &list, sfp_xcvr_type type, co
     *status = result;
   }
   // A check made without a port reports on the library's buffer.
-  sfp_trace_hdl buffer = port != nullptr ? port->err_trace : sfp_get_ctx()->err_trace;
+  sfp_trace_hdl buffer = port != nullptr ? port->err_trace : library_err_trace();
   const int32_t port_number = port != nullptr ? port->port : -1;
   trace<M>(buffer, port_number, sfp_xcvr_get_name_from_type(port, type), type, shown(text),
            sfp_xcvr_pid_supported_to_str(result), rc);

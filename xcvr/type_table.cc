@@ -410,15 +410,22 @@ constexpr std::array<XcvrRow, kTypeSlots> kSlots = kBuilt.slots;
 static_assert(kSlots.size() == 854, "the table has 854 slots");
 static_assert(kBuilt.used == kTypeRows, "328 rows come before the empty slots");
 
+// A row is named; its name is tested by its first character, not against
+// null: the address of a name defined in a header (an inline variable) is
+// no constant that GCC compares with null when it instruments the code.
+constexpr bool is_row(const XcvrRow &r) {
+  return r.xcvr_type >= kFirstTableType && r.xcvr_type <= kLastTableType && r.name[0] != '\0';
+}
+
+constexpr bool is_empty(const XcvrRow &r) {
+  return r.xcvr_type == 0 && r.attr_low == 0 && r.attr_high == 0 && r.ext_id == 0 &&
+         r.itu_chan == 0 && r.ext_code_length == 0 && r.name == nullptr;
+}
+
 constexpr bool rows_then_empty_slots() {
   for (std::size_t slot = 0; slot < kTypeSlots; ++slot) {
     const XcvrRow &r = kSlots.at(slot);
-    const bool is_row =
-        r.xcvr_type >= kFirstTableType && r.xcvr_type <= kLastTableType && r.name != nullptr;
-    const bool is_empty = r.xcvr_type == 0 && r.attr_low == 0 && r.attr_high == 0 &&
-                          r.ext_id == 0 && r.itu_chan == 0 && r.ext_code_length == 0 &&
-                          r.name == nullptr;
-    if (slot < kTypeRows ? !is_row : !is_empty) {
+    if (slot < kTypeRows ? !is_row(r) : !is_empty(r)) {
       return false;
     }
   }
@@ -478,6 +485,56 @@ static_assert(slot_at(790) == slot_at(789) + 2 && slot_at(794) == slot_at(793) +
 static_assert(follows(802, 807) && follows(811, 812) && follows(820, 852));
 static_assert(slot_at(853) == kTypeRows - 1);
 
+// --- the types supported by default -----------------------------------------
+
+struct TypeRange {
+  sfp_xcvr_type first;
+  sfp_xcvr_type last;
+};
+
+// Types of the table that stay unsupported until the platform says so.
+constexpr TypeRange kNotSupportedByDefault[] = {
+    {512, 512}, // Unknown
+    {697, 703}, // 10G CX1-15, LBX1, USR, LRM-SM and the loopback modules
+    {805, 807}, // dual-rate 10/25G CSR, SR and LR base types
+};
+constexpr sfp_xcvr_type kSupportedWithoutRow = 767;
+
+constexpr bool supported_by_default(sfp_xcvr_type type) {
+  if (type == kSupportedWithoutRow) {
+    return true;
+  }
+  for (const TypeRange &r : kNotSupportedByDefault) {
+    if (type >= r.first && type <= r.last) {
+      return false;
+    }
+  }
+  return slot_at(type) != kNoSlot;
+}
+
+constexpr std::size_t count_supported_by_default() {
+  std::size_t n = 0;
+  for (sfp_xcvr_type t = kFirstTableType; t <= kLastTableType; ++t) {
+    n += supported_by_default(t) ? 1 : 0;
+  }
+  return n;
+}
+static_assert(count_supported_by_default() == kDefaultSupportedCount);
+
+constexpr std::array<sfp_xcvr_type, kDefaultSupportedCount> build_default_supported() {
+  std::array<sfp_xcvr_type, kDefaultSupportedCount> types{};
+  std::size_t n = 0;
+  for (sfp_xcvr_type t = kFirstTableType; t <= kLastTableType; ++t) {
+    if (supported_by_default(t)) {
+      types.at(n++) = t;
+    }
+  }
+  return types;
+}
+
+constexpr auto kDefaultSupported = build_default_supported();
+static_assert(kDefaultSupported.front() == 513 && kDefaultSupported.back() == 853);
+
 // The run-time flags, one per slot; set by the library initialisation and
 // the exported setter, read by the supported check.
 std::array<std::atomic<uint32_t>, kTypeSlots> g_supported{};
@@ -505,6 +562,10 @@ std::optional<std::size_t> first_slot_of(sfp_xcvr_type type) {
 const XcvrRow *row_of(sfp_xcvr_type type) {
   const std::optional<std::size_t> slot = first_slot_of(type);
   return slot ? &kSlots[*slot] : nullptr;
+}
+
+std::span<const sfp_xcvr_type, kDefaultSupportedCount> default_supported_types() {
+  return kDefaultSupported;
 }
 
 uint32_t slot_supported(std::size_t slot) {

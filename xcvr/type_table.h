@@ -48,6 +48,14 @@ const XcvrRow *row_of(sfp_xcvr_type type);
 uint32_t slot_supported(std::size_t slot);
 void set_slot_supported(std::size_t slot, uint32_t value);
 
+// The types that the library initialisation marks supported, in ascending
+// order, generated from the table at compile time: every type with a row
+// except Unknown, the special-purpose 10G optics 697..703 and the dual-rate
+// 10/25G base types 805..807; and 767, which has no row (setting its flag
+// changes nothing).
+inline constexpr std::size_t kDefaultSupportedCount = 312;
+std::span<const sfp_xcvr_type, kDefaultSupportedCount> default_supported_types();
+
 } // namespace sfpdrv
 
 #endif // SFPDRV_XCVR_TYPE_TABLE_H

@@ -69,7 +69,8 @@ int main(void) {
   memory[256 + 127] = 0;                       /* table select */
   memory[0] = 0x03;                            /* identifier: SFP */
   memory[1] = 0x04;                            /* extended identifier */
-  memory[92] = 0x40;                           /* diagnostics: the module has A2h */
+  memory[3] = 0x10;                            /* 10GBASE-SR: a module with A2h */
+  memory[92] = 0x40;                           /* diagnostics */
   memcpy(&memory[20], "SFPDRV C TEST   ", 16); /* vendor name */
 
   memset(&ops, 0, sizeof ops);

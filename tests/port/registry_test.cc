@@ -197,6 +197,7 @@ TEST_F(RegistryTest, DeletionGoesByTheContextNotByItsOpaque) {
 TEST_F(RegistryTest, DeletingUnknownHandlesFreesNothing) {
   std::unique_ptr<sfpsim::Module> module;
   sfp_port_ctx *port = create_on("1000base-sx", module);
+  sfptest::clear_traces(); // creation's own records
   sfp_port_ctx stranger{};
   EXPECT_EQ(sfp_port_delete(&stranger), SFP_RC_NOT_FOUND);
   EXPECT_EQ(sfp_port_delete(nullptr), SFP_RC_INVALID);

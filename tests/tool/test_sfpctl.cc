@@ -12,9 +12,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "sfpsim/module.h"
@@ -113,12 +115,14 @@ Bytes dumped(const std::string &out, std::size_t from) {
 TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
   const ToolRun tool = run_sfpctl("--help");
   EXPECT_EQ(tool.exit_code, 0);
-  for (const char *word : {"sfpdrv", "simulated", "profiles", "read", "write", "regs", "trace",
-                           "--sim", "--image", "--log", "--no-read-select", "--no-write-select"}) {
+  for (const char *word : {"sfpdrv", "simulated", "profiles", "identify", "types", "convert",
+                           "read", "write", "regs", "tune", "phy", "trace", "--sim", "--image",
+                           "--rate", "--log", "--no-read-select", "--no-write-select"}) {
     EXPECT_NE(tool.out.find(word), std::string::npos) << word;
   }
-  for (const std::string usage :
-       {"profiles", "read .*PAGE OFFSET LENGTH", "write .*PAGE OFFSET BYTES", "regs", "trace"}) {
+  for (const std::string usage : {"profiles", "identify", "types .*FILTER", "convert .*SUBCOMMAND",
+                                  "read .*PAGE OFFSET LENGTH", "write .*PAGE OFFSET BYTES", "regs",
+                                  "tune .*CHANNEL", "phy .*SUBCOMMAND", "trace"}) {
     const ToolRun run = run_sfpctl(usage.substr(0, usage.find(' ')) + " --help");
     EXPECT_EQ(run.exit_code, 0) << usage;
     EXPECT_TRUE(std::regex_search(run.out, std::regex("Usage: sfpctl " + usage))) << run.out;
@@ -275,6 +279,208 @@ TEST(sfpctlTrace, ShowsBothBuffersAlsoWhenTheModuleCannotBeIdentified) {
                           run.out.find(event, evt) != std::string::npos)
         << args << ": " << run.out;
   }
+}
+
+// identify's "label: value" lines.
+std::map<std::string, std::string> identified(const std::string &out) {
+  std::map<std::string, std::string> fields;
+  static const std::regex field(R"(^([a-z -]+): +(.*)$)");
+  for (const std::string &line : lines_of(out)) {
+    std::smatch match;
+    EXPECT_TRUE(std::regex_match(line, match, field)) << line;
+    fields[match[1].str()] = match[2].str();
+  }
+  return fields;
+}
+
+using Fields = std::map<std::string, std::string>;
+
+// Every profile is identified as the type its bytes describe, and carries
+// our part numbers where its kind of module keeps them.
+TEST(sfpctlIdentify, EveryProfileGetsItsTypeClassificationAndPartChecks) {
+  const Fields optic{{"cable", "no"},
+                     {"copper", "no"},
+                     {"dwdm", "no"},
+                     {"multi-rate", "no"},
+                     {"defaulted", "no"},
+                     {"supported", "Supported"},
+                     {"pid check", "Supported"},
+                     {"part check", "Supported"},
+                     {"memory", "{ half_a0=1, full_a0=1, a2=1, dom=1 }"}};
+  const Fields copper_cable{{"cable", "yes"},
+                            {"copper", "yes"},
+                            {"memory", "{ half_a0=1, full_a0=1, a2=0, dom=0 }"},
+                            {"catalogue pn", "-"},
+                            {"catalogue check", "Not available"}};
+  const std::vector<std::tuple<std::string, Fields, Fields>> cases = {
+      {"1000base-sx", optic, {{"type", "529 SFP 1G 1000BASE-SX"}, {"pid", "PX-SFP-1G-SX"}}},
+      {"10gbase-sr",
+       optic,
+       {{"type", "594 SFP+ 10G SR"},
+        {"pid", "PX-SFP-10G-SR"},
+        {"catalogue pn", "74-0594-02"},
+        {"catalogue check", "Supported"},
+        {"vendor pn", "SL-10GSR-DM"},
+        {"vendor pn check", "Not supported"}}},
+      {"10g-dac-1m", copper_cable, {{"type", "692 SFP+ 10G CU1M"}, {"pid", "PX-SFP-10G-CU1M"}}},
+      {"25g-dac-1m", copper_cable, {{"type", "789 SFP28 25G CU1M"}, {"pid", "PX-SFP28-25G-CU1M"}}},
+      {"25gbase-sr", optic, {{"type", "784 SFP28 25G SR"}}},
+      {"10g-tunable-dwdm",
+       optic,
+       {{"type", "765 SFP+ 10G DWDM Tunable"},
+        {"dwdm", "tunable, channels 1 to 96, limiting receiver"}}},
+      {"1000base-t",
+       {{"cable", "no"}, {"copper", "yes"}, {"pid check", "Supported"}},
+       {{"type", "533 SFP 1G 1000BASE-T"}, {"pid", "PX-SFP-1G-T"}}},
+      {"1000base-bx-u", optic, {{"type", "521 SFP 1G 1000BX-10-U"}, {"pid", "PX-SFP-1G-BX10U"}}},
+      {"10g-dwdm-ch44",
+       optic,
+       {{"type", "719 SFP+ 10G DWDM 1542.14nm"},
+        {"dwdm", "ITU channel 44 (100 GHz), limiting receiver"},
+        {"catalogue check", "Supported"}}},
+      {"8gfc-sw", optic, {{"type", "774 SFP FC 8G SW"}}},
+      // Only the family's rates are supported types, and the lists name none
+      // of them by the family's product ID.
+      {"10-25g-sr-multirate",
+       {{"supported", "Supported"}, {"pid", "PX-SFP-25G10G-SR"}, {"pid check", "Not supported"}},
+       {{"type", "784 PX-SFP-25G10G-SR"},
+        {"multi-rate", "yes, base type 806 PX-SFP-25G10G-SR, sub type 784 SFP28 25G SR"}}},
+  };
+  for (const auto &[profile, kind, own] : cases) {
+    const ToolRun run = run_sfpctl("--sim " + profile + " identify");
+    EXPECT_EQ(run.exit_code, 0) << profile << ": " << run.err;
+    const Fields fields = identified(run.out);
+    EXPECT_EQ(fields.size(), 15u) << profile;
+    Fields expected = own;
+    expected.insert(kind.begin(), kind.end()); // the profile's own values first
+    for (const auto &[label, value] : expected) {
+      EXPECT_EQ(fields.count(label) != 0 ? fields.at(label) : "(none)", value)
+          << profile << ": " << label;
+    }
+  }
+}
+
+TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
+  const std::string refused = "^sfpctl: cannot create port: status 95 ";
+  expect_run("--sim 10-25g-sr-multirate --rate 10g identify", 0,
+             {"^type: +594 PX-SFP-25G10G-SR$", "^supported: +Supported$", "",
+              "^multi-rate: +yes, base type 806 .*, sub type 594 SFP\\+ 10G SR$", "", "", "", "",
+              "", "", "", "", "", "", ""},
+             {});
+  // No 50G rate in the family: the base type itself is not supported.
+  expect_run("--sim 10-25g-sr-multirate --rate 50g identify", 1,
+             {"^type: +806 PX-SFP-25G10G-SR$", "^supported: +Failed - Unsupported Xcvr type$"},
+             {refused});
+  expect_run("--sim blank identify", 1,
+             {"^type: +512 Unknown$", "^supported: +Failed - Not SFP type$"}, {refused});
+  expect_run("--rate 40g identify", 2, {}, {"^sfpctl: .*40g"});
+}
+
+std::string write_image(const sfpsim::Memory &memory) {
+  std::string path = testing::TempDir() + "sfpctl_ident_" + std::to_string(getpid());
+  const auto image = sfpsim::Module(memory).caller_image();
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char *>(image.data()),
+             static_cast<std::streamsize>(image.size()));
+  return path;
+}
+
+TEST(sfpctlIdentify, ImagesWithUnprintableOrMissingFieldsAndUnknownCodes) {
+  sfpsim::Memory garbled = sfpsim::find_profile("10gbase-sr")->memory;
+  std::copy_n("SL-\x01\xc3X\x7f         ", 16, garbled.a0.begin() + 40); // vendor PN
+  std::fill_n(garbled.tables[0].begin() + 64, 20, 0xff);                 // PID: erased
+  std::copy_n("74-0594-03", 10, garbled.tables[0].begin() + 10);         // a newer revision
+  sfpsim::Memory unknown = garbled;
+  unknown.a0[3] = 0; // no compliance code left
+  const std::string path = write_image(garbled);
+  const ToolRun run = run_sfpctl("--image " + path + " identify");
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  Fields fields = identified(run.out);
+  EXPECT_EQ(fields["type"], "594 SFP+ 10G SR");
+  EXPECT_EQ(fields["vendor pn"], "SL-..X.");
+  EXPECT_EQ(std::make_pair(fields["pid"], fields["pid check"]),
+            std::make_pair(std::string("-"), std::string("Not available")));
+  EXPECT_EQ(fields["catalogue check"], "Supported");
+  EXPECT_EQ(fields["part check"], "Supported");
+  (void)write_image(unknown);
+  expect_run("--image " + path + " identify", 1,
+             {"^type: +512 Unknown$", "^supported: +Failed - Unknown Xcvr type $"},
+             {"^sfpctl: cannot create port: status 95 "});
+  std::filesystem::remove(path);
+}
+
+TEST(sfpctlTypes, FiltersByRangeOrNameAndShowsCodesChannelsAndSupport) {
+  const std::string header = "^TYPE +NAME +ATTR_LOW +ATTR_HIGH +EXT_ID +CHANNEL +SUPPORTED$";
+  expect_run("types 0x2c0-705", 0,
+             {header,
+              "^ 704 +SFP\\+ 10G DWDM 1530.33nm +0x00000000 +0x00000000 +0x00c7 +59 \\(100 "
+              "GHz\\) +yes$",
+              "^ 705 .* +0x00c6 +58 \\(100 GHz\\) +yes$"},
+             {});
+  expect_run("types 612", 0, {header, "^ 612 .* +0x5cff +92 \\(50 GHz\\) +yes$"}, {});
+  expect_run("types cx1", 0, {header, "^ 697 +SFP\\+ 10G CX1-15 +.* +- +no$"}, {});
+  expect_run("types 1000base-sx", 0,
+             {header, "^ 529 .* +0x00000001 +0x00000000 +0x0000 +- +yes$",
+              "^ 853 .* +0x00000000 +0x00000000 +0x00d6 +- +yes$"},
+             {});
+  expect_run("types 854-900", 1, {}, {"^sfpctl: no type matches '854-900'$"});
+}
+
+TEST(sfpctlConvert, EachFormPrintsTheLibrarysConversions) {
+  expect_run("convert wl 1550120", 0,
+             {"^wavelength: +1550120 pm$", "^frequency: +193400 GHz$",
+              "^wavelength \\(10 pm\\): +1550120 pm$", "^setpoint \\(50 pm\\): +31002$",
+              "^kv channel: +55$", "^50 GHz index: +42$", "^ITU channel \\(100 GHz\\): +34$"},
+             {});
+  expect_run("convert freq 193420", 0,
+             {"^frequency: +193420 GHz$", "^wavelength \\(10 pm\\): +1549960 pm$",
+              "^its frequency: +193419 GHz$", "^kv channel: +-$", "^50 GHz index: +-$",
+              "^ITU channel \\(100 GHz\\): +-$"},
+             {});
+  expect_run("convert kv 5", 0,
+             {"^kv channel: +5$", "^frequency: +195900 GHz$", "^wavelength: +1530334 pm$",
+              "^wavelength \\(10 pm\\): +1530330 pm$", "^50 GHz index: +92$",
+              "^ITU channel \\(100 GHz\\): +59$"},
+             {});
+  expect_run("convert chan 193100 191350 50", 0,
+             {"^frequency: +193100", "^grid: +channel 1 at 191350 GHz, 50 GHz apart$",
+              "^channel: +36$", "^channel's frequency: +193100 GHz$"},
+             {});
+  expect_run("convert chan 191300 191350 50", 0, {"", "", "^channel: +0 \\(below the grid\\)$"},
+             {});
+  for (const std::string args : {"convert kv 0", "convert chan 1 1 0", "convert wl 0", "convert"}) {
+    expect_run(args, 2, {}, {"^sfpctl: "});
+  }
+}
+
+TEST(sfpctlTune, WritesTheModuleChannelAndRefusesWhatTheLibraryRefuses) {
+  expect_run("--sim 10g-tunable-dwdm --log tune 5", 0,
+             {"^channel 5: 191550 GHz, 1565090 pm$",
+              "^module channel 5 written \\(A2h table 2 byte 145\\)$"},
+             {"^bus write +page 1 offset 0x7f length +1 status 0: 02$",
+              "^bus write +page 4 offset 0x91 length +1 status 0: 05$", "", ""});
+  expect_run("--sim 10g-tunable-dwdm tune 97", 1, {},
+             {"^sfpctl: tune failed: status 22 ",
+              "tsfp wave channel not in usable range wave_channel: 97, supported_range: 1 - 96$"});
+  expect_run("tune 5", 1, {}, {"^sfpctl: tune: the module is not tunable \\(type 594 "});
+}
+
+TEST(sfpctlPhy, RegistersMoveAsTheBoardIsWiredAndLinkAndAnAreShown) {
+  const std::string phy = "--sim 1000base-t --log phy ";
+  const std::string write = "^phy write address 0xac register ";
+  expect_run(phy + "--word write 4 0x0de1", 0, {"^wrote 0x0de1 to register 4$"},
+             {write + "0x04 value 0x0de1 status 0 page 0$"});
+  expect_run(phy + "write 4 0x0de1", 0, {""},
+             {write + "0x04 value 0x000d status 0", write + "0x04 value 0x00e1 status 0"});
+  expect_run(phy + "--bus-mode 1 write 4 0x0de1", 0, {""},
+             {write + "0x08 value 0x000d status 0", write + "0x09 value 0x00e1 status 0"});
+  expect_run(phy + "--word read 22", 0, {"^register 22: 0x0000$"},
+             {"^phy read +address 0xad register 0x16 "});
+  expect_run("--sim 1000base-t phy --sim-link 1000 link", 0,
+             {"^copper link: up, 1000 Mb/s$", "^fiber link: down$"}, {});
+  expect_run("--sim 1000base-t phy an", 0, {"^auto-negotiation: 2 "}, {});
+  expect_run("phy read 4", 1, {}, {"^sfpctl: phy: the module has no copper PHY \\(type 594 "});
+  expect_run("--sim 1000base-t phy read 32", 2, {}, {"^sfpctl: .*32"});
 }
 
 } // namespace

@@ -181,6 +181,7 @@ class MultiRateNames : public sfptest::PortTest {};
 TEST_F(MultiRateNames, MultiRatePortsShowTheFamilyName) {
   std::unique_ptr<sfpsim::Module> module;
   sfp_port_ctx *port = create_on("25gbase-sr", module);
+  sfptest::clear_traces(); // creation's own records
   // Each family: its base type first, then its sub types.
   const std::vector<sfp_xcvr_type> families[] = {{807, 596, 786}, {806, 594, 784}, {805, 595, 788},
                                                  {809, 600},      {808, 601},      {811, 785}};

@@ -15,6 +15,7 @@ class App;
 namespace sfpctl {
 
 class Session;
+struct GlobalOptions;
 
 // Exit codes of the tool.
 enum ExitCode : int {
@@ -36,6 +37,9 @@ public:
   virtual std::string_view name() const = 0;
   virtual std::string_view summary() const = 0;
   virtual PortUse port_use() const { return PortUse::Required; }
+  // Adds what the command's own options say about the module and the port
+  // to the global options, before either is made.
+  virtual void configure(GlobalOptions &) const {}
   // Declares the command's own arguments and options on its subcommand.
   virtual void add_arguments(CLI::App &subcommand) = 0;
   // Runs the command after a successful parse; returns an ExitCode.
@@ -47,6 +51,11 @@ std::unique_ptr<Command> make_read_command();
 std::unique_ptr<Command> make_write_command();
 std::unique_ptr<Command> make_regs_command();
 std::unique_ptr<Command> make_trace_command();
+std::unique_ptr<Command> make_identify_command();
+std::unique_ptr<Command> make_types_command();
+std::unique_ptr<Command> make_convert_command();
+std::unique_ptr<Command> make_tune_command();
+std::unique_ptr<Command> make_phy_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

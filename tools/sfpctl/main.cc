@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -98,7 +99,8 @@ struct Selected {
 };
 
 // Makes the module and the port the command needs, runs it and cleans up.
-int run_command(Command &command, const GlobalOptions &options) {
+int run_command(Command &command, GlobalOptions options) {
+  command.configure(options);
   Session session(options);
   if (command.port_use() == PortUse::None) {
     return command.run(session);
@@ -145,8 +147,15 @@ int run(int argc, char **argv) {
                      "'ethtool -m IFNAME hex on' dump")
           ->type_name("FILE");
   sim->excludes(image);
+  const std::map<std::string, uint32_t> rates{{"10g", 2}, {"25g", 1}, {"50g", 3}};
+  app.add_option("--rate", options.rate_code,
+                 "Operating rate of the port, which picks the rate of a multi-rate module: "
+                 "10g, 25g (default) or 50g")
+      ->type_name("RATE")
+      ->transform(CLI::CheckedTransformer(rates, CLI::ignore_case).description(""));
   app.add_flag("--log", options.show_log,
-               "Print every bus transfer of the module to standard error after the command");
+               "Print the command's bus transfers (those after the port's creation) to standard "
+               "error");
   app.add_flag("--no-read-select", options.no_read_select,
                "Create the port without the A2h table select before reads of pages 2..5");
   app.add_flag("--no-write-select", options.no_write_select,

@@ -37,6 +37,28 @@ std::string last_record(pelog_hdl buffer) {
   return text;
 }
 
+// The context the library registered for `opaque`, if any.
+sfp_port_ctx *registered_port(const void *opaque) {
+  for (sfp_port_ctx *port = sfp_get_ctx()->ports; port != nullptr; port = port->next) {
+    if (port->opaque == opaque) {
+      return port;
+    }
+  }
+  return nullptr;
+}
+
+// The simulated PHY's wiring that matches how the port reaches it.
+sfpsim::PhyWidth phy_width(const GlobalOptions &options) {
+  if (options.phy_word_access) {
+    return sfpsim::PhyWidth::Word;
+  }
+  return options.bus_mode == 1 ? sfpsim::PhyWidth::SplitByte : sfpsim::PhyWidth::SameByte;
+}
+
+uint8_t speed_code(uint32_t speed) {
+  return speed == 1000 ? 2 : speed == 100 ? 1 : 0;
+}
+
 const char *bus_name(sfpsim::Bus bus) {
   switch (bus) {
   case sfpsim::Bus::Read:
@@ -149,6 +171,12 @@ bool Session::load_module() {
     return false;
   }
   module_ = std::make_unique<sfpsim::Module>(*profile);
+  if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
+    phy->set_width(phy_width(options_));
+    if (options_.phy_link_speed != 0) {
+      phy->set_link(0, true, speed_code(options_.phy_link_speed));
+    }
+  }
   return true;
 }
 
@@ -167,20 +195,31 @@ sfp_rc Session::create_port() {
   ops.module_present = 1;
   ops.no_read_page_select = options_.no_read_select ? 1 : 0;
   ops.no_write_page_select = options_.no_write_select ? 1 : 0;
+  ops.rate_code = options_.rate_code;
+  ops.phy_word_access = options_.phy_word_access ? 1 : 0;
+  ops.bus_mode = options_.bus_mode;
   sfp_port_create_result result{};
   const sfp_rc rc = sfp_port_create(&ops, &result);
+  // The log is of the command's transfers; creation's are in the trace.
+  module_->clear_log();
+  if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
+    phy->clear_log();
+  }
   if (rc == SFP_RC_OK) {
     port_ = result.handle;
+  } else {
+    failed_port_ = registered_port(module_.get());
   }
   return rc;
 }
 
 bool Session::close_port() {
-  if (port_ == nullptr) {
+  sfp_port_ctx *port = port_ != nullptr ? port_ : failed_port_;
+  port_ = nullptr;
+  failed_port_ = nullptr;
+  if (port == nullptr) {
     return true;
   }
-  sfp_port_ctx *port = port_;
-  port_ = nullptr;
   const sfp_rc rc = sfp_port_delete(port);
   if (rc != SFP_RC_OK) {
     print_error("cannot delete port: " + status_text(rc));
@@ -216,6 +255,14 @@ void Session::print_access_log(std::FILE *out) const {
       std::fprintf(out, " %02x", static_cast<unsigned>(byte));
     }
     std::fputc('\n', out);
+  }
+  if (const sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
+    for (const sfpsim::PhyAccess &access : phy->log()) {
+      std::fprintf(out, "phy %-5s address 0x%02x register 0x%02x value 0x%04x status %d page %u\n",
+                   access.write ? "write" : "read", static_cast<unsigned>(access.address),
+                   static_cast<unsigned>(access.reg), static_cast<unsigned>(access.value),
+                   access.status, static_cast<unsigned>(access.page));
+    }
   }
 }
 

@@ -19,13 +19,23 @@ inline constexpr const char *kDefaultProfile = "10gbase-sr";
 inline constexpr const char *kErrorTrace = "sfp_err";
 inline constexpr const char *kEventTrace = "sfp_evt";
 
-// The global options, as parsed.
+// The multi-rate selector of the port (1 = 25G, 2 = 10G, 3 = 50G).
+inline constexpr uint32_t kDefaultRateCode = 1;
+
+// The global options, as parsed, and the settings a command adds to them.
 struct GlobalOptions {
   std::string profile = kDefaultProfile;
   std::string image_path; // when set, the module is loaded from this file
   bool show_log = false;
   bool no_read_select = false;
   bool no_write_select = false;
+  uint32_t rate_code = kDefaultRateCode;
+  // How the board reaches a copper PHY: 16-bit words, or bytes (bus mode 1:
+  // the two bytes of a register at their own register bytes).
+  bool phy_word_access = false;
+  uint32_t bus_mode = 0;
+  // Link speed (10, 100, 1000 Mb/s) the simulated PHY reports; 0: link down.
+  uint32_t phy_link_speed = 0;
 };
 
 // `text` with every word longer than 40 characters cut to its first 40 and
@@ -59,11 +69,15 @@ public:
   // creation status; the port is available only when it is 0.
   sfp_rc create_port();
 
-  // Deletes the port. Prints one line and returns false when the library
-  // refuses.
+  // Deletes the port (or the context of a failed creation). Prints one line
+  // and returns false when the library refuses.
   bool close_port();
 
   sfp_port_ctx *port() const { return port_; }
+  // After a failed creation: the context the library keeps registered for
+  // the module, not initialised (null when there is none).
+  sfp_port_ctx *failed_port() const { return failed_port_; }
+  const sfpsim::Module *module() const { return module_.get(); }
   event_manager *manager() const { return manager_; }
   bool has_module() const { return module_ != nullptr; }
 
@@ -72,7 +86,8 @@ public:
   // that record as a second line. Returns the call's status.
   sfp_rc checked(std::string_view what, const std::function<sfp_rc()> &call) const;
 
-  // Writes every bus transfer the module saw, one per line.
+  // Writes every bus transfer the module and its PHY saw since the port's
+  // creation, one per line.
   void print_access_log(std::FILE *out) const;
 
 private:
@@ -80,6 +95,7 @@ private:
   std::unique_ptr<sfpsim::Module> module_;
   event_manager *manager_ = nullptr;
   sfp_port_ctx *port_ = nullptr;
+  sfp_port_ctx *failed_port_ = nullptr;
 };
 
 } // namespace sfpctl

@@ -1,0 +1,181 @@
+// identify: what the library makes of the module: its type, whether it is
+// supported, which memory it has, how it is classified and whether its part
+// numbers are ours.
+#include <cstdio>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "session.h"
+#include "status_text.h"
+#include "xcvr_text.h"
+
+namespace sfpctl {
+namespace {
+
+constexpr sfp_xcvr_type kTunable = 765;
+constexpr std::size_t kVendorPnOffset = 40;
+constexpr std::size_t kVendorPnWidth = 16;
+// The catalogue number in the maker area: A2h table 0 byte 138.
+constexpr std::size_t kCataloguePnOffset = SFP_IMAGE_A2_TABLE0 + (138 - 128);
+constexpr std::size_t kCataloguePnWidth = 10;
+constexpr std::size_t kExtComplianceOffset = 36;
+
+void line(const char *label, const std::string &value) {
+  std::printf("%-17s %s\n", label, value.c_str());
+}
+
+std::string yes_no(uint32_t flag) {
+  return flag != 0 ? "yes" : "no";
+}
+
+std::string type_text(sfp_xcvr_type type, const char *name) {
+  return std::to_string(type) + " " + name;
+}
+
+std::string pid_of(sfp_port_ctx *port) {
+  const auto *pid = reinterpret_cast<const uint8_t *>(sfp_get_pid(port));
+  return pid == nullptr ? "" : field_value({pid, SFP_PID_LEN});
+}
+
+// The verdict of a part-number check, with the status of a check that could
+// not run.
+std::string check_text(sfp_rc rc, sfp_xcvr_pid_status status) {
+  std::string text = sfp_xcvr_pid_supported_to_str(status);
+  return rc == SFP_RC_OK ? text : text + " (" + status_text(rc) + ")";
+}
+
+class IdentifyCommand : public Command {
+public:
+  std::string_view name() const override { return "identify"; }
+  std::string_view summary() const override {
+    return "Identify the module: type, support, memory spaces, classification, part numbers";
+  }
+  // A module the library refuses is still worth a verdict.
+  PortUse port_use() const override { return PortUse::Optional; }
+  void add_arguments(CLI::App &sub) override {
+    sub.footer("A module the library does not accept gets its type and verdict, and exit status "
+               "1. --rate picks the rate of a multi-rate module.");
+  }
+
+  int run(Session &session) override {
+    sfp_port_ctx *port = session.port();
+    if (port == nullptr) {
+      return refused(session.failed_port());
+    }
+    sfp_xcvr_type type = 0;
+    char name[SFP_XCVR_NAME_LEN + 1] = {};
+    uint32_t defaulted = 0;
+    if (session.checked("identify", [&] {
+          return sfp_port_type(port, &type, name, sizeof name, &defaulted);
+        }) != SFP_RC_OK) {
+      return kExitFailure;
+    }
+    char spaces[64];
+    sfp_eeprom_space_supported_to_string(&port->spaces, spaces, sizeof spaces);
+    line("type:", type_text(type, name));
+    line("supported:", sfp_xcvr_supported_to_str(port->supported));
+    line("memory:", spaces);
+    line("multi-rate:", multi_rate(port, type));
+    line("cable:", classified(port, false));
+    line("copper:", classified(port, true));
+    line("dwdm:", dwdm(port, type));
+    line("defaulted:", yes_no(defaulted));
+    part_numbers(port, type);
+    return kExitOk;
+  }
+
+private:
+  // The creation failed: the library keeps the module's context registered,
+  // which still lets the check say what the module is not.
+  static int refused(sfp_port_ctx *context) {
+    if (context == nullptr) {
+      return kExitFailure;
+    }
+    sfp_xcvr_supported_status status = SFP_XCVR_NOT_CHECKED;
+    sfp_xcvr_type type = SFP_XCVR_TYPE_UNKNOWN;
+    const std::string pid = pid_of(context);
+    (void)sfp_xcvr_check_supported(context, context->eeprom, &status, &type, pid.c_str());
+    line("type:", type_text(type, sfp_xcvr_get_name_from_type(context, type)));
+    line("supported:", sfp_xcvr_supported_to_str(status));
+    return kExitFailure;
+  }
+
+  static std::string multi_rate(sfp_port_ctx *port, sfp_xcvr_type type) {
+    if (port->multi_rate == 0) {
+      return "no";
+    }
+    const sfp_xcvr_type base =
+        sfp_get_base_xcvr_type_frm_sub_xcvr_type(port, port->eeprom[kExtComplianceOffset], type);
+    return "yes, base type " + type_text(base, sfp_xcvr_get_name_from_type(nullptr, base)) +
+           ", sub type " + type_text(type, sfp_xcvr_get_name_from_type(nullptr, type));
+  }
+
+  static std::string classified(sfp_port_ctx *port, bool copper) {
+    uint32_t flag = 0;
+    const sfp_rc rc =
+        copper ? sfp_is_zando_copper_optics(port, port->eeprom, &flag) : sfp_is_cable(port, &flag);
+    return rc == SFP_RC_OK ? yes_no(flag) : status_text(rc);
+  }
+
+  static std::string dwdm(sfp_port_ctx *port, sfp_xcvr_type type) {
+    std::string text;
+    if (type == kTunable) {
+      text = "tunable, channels " + std::to_string(port->tunable_lower_offset + 1) + " to " +
+             std::to_string(port->tunable_upper_offset + 1);
+    } else if (const std::optional<GridChannel> channel = grid_channel(type); channel) {
+      text = channel->spacing_ghz == 100 ? "ITU channel " : "50 GHz index ";
+      text += grid_channel_text(*channel);
+    } else {
+      return "no";
+    }
+    if (sfp_get_optics_speed(type) == 10000) {
+      text +=
+          is_sfp_10g_dwdm_limiting_module(port) != 0 ? ", limiting receiver" : ", linear receiver";
+    }
+    return text;
+  }
+
+  // Each part number against its list, then the check that takes the first
+  // that decides. A number the module does not carry is not available.
+  static void part_numbers(sfp_port_ctx *port, sfp_xcvr_type type) {
+    const std::string pid = pid_of(port);
+    const std::string catalogue_pn =
+        port->spaces.a2 != 0 ? field_value({port->eeprom + kCataloguePnOffset, kCataloguePnWidth})
+                             : std::string();
+    const std::string vendor_pn = field_value({port->eeprom + kVendorPnOffset, kVendorPnWidth});
+    using Check = sfp_rc (*)(sfp_port_ctx *, sfp_xcvr_type, const char *, sfp_xcvr_pid_status *);
+    const struct {
+      const char *label;
+      const char *check_label;
+      const std::string &text;
+      Check check;
+    } fields[] = {
+        {"pid:", "pid check:", pid, &sfp_xcvr_get_pid_supported},
+        {"catalogue pn:", "catalogue check:", catalogue_pn, &sfp_xcvr_get_pn_supported},
+        {"vendor pn:", "vendor pn check:", vendor_pn, &sfp_xcvr_get_vendor_pn_supported},
+    };
+    for (const auto &field : fields) {
+      sfp_xcvr_pid_status status = SFP_PID_NOT_AVAILABLE;
+      sfp_rc rc = SFP_RC_OK;
+      if (!field.text.empty()) {
+        rc = field.check(port, type, field.text.c_str(), &status);
+      }
+      line(field.label, field.text.empty() ? "-" : printable(field.text));
+      line(field.check_label, check_text(rc, status));
+    }
+    sfp_xcvr_pid_status status = SFP_PID_NOT_CHECKED;
+    const sfp_rc rc = sfp_xcvr_get_pid_ext_supported(port, type, pid.c_str(), catalogue_pn.c_str(),
+                                                     vendor_pn.c_str(), &status);
+    line("part check:", check_text(rc, status));
+  }
+};
+
+} // namespace
+
+std::unique_ptr<Command> make_identify_command() {
+  return std::make_unique<IdentifyCommand>();
+}
+
+} // namespace sfpctl
