@@ -17,6 +17,8 @@ enum CheckSite : uint32_t {
   kSitePortRead = 101,
   kSitePortWrite = 102,
   kSitePortReadReg = 103,
+  kSiteAdminState = 121,
+  kSiteSetPhySpeed = 122,
   kSiteCreateLock = 201,
   kSiteDeleteLock = 202,
   kSiteTsfpWavechannelSet = 351,
