@@ -179,7 +179,7 @@ TEST_F(SimModule, StatusControlAndFlagBytesBehaveAsOnAModuleBus) {
   // Data not ready for two reads of 110 (a failed read does not count),
   // then ready; or never.
   module.set_data_ready_after(2);
-  module.fail_nth_access(1, 5);
+  module.fail_nth_access(1, 5, 1); // hands out the byte, but fails
   read(1, 110, 1, 5);
   EXPECT_EQ(read(1, 105, 6)[5] & 1, 1);
   EXPECT_EQ(read(1, 110, 1)[0] & 1, 1);
