@@ -19,6 +19,8 @@ enum CheckSite : uint32_t {
   kSitePortReadReg = 103,
   kSitePortType = 111,
   kSitePortRate = 112,
+  kSiteAdminState = 121,
+  kSiteSetPhySpeed = 122,
   kSiteCreateLock = 201,
   kSiteDeleteLock = 202,
   kSiteTsfpWavechannelSet = 351,

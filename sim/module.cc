@@ -13,6 +13,62 @@ constexpr uint8_t kLastPage = 5;
 constexpr uint32_t kMemorySize = 256; // A0h, or A2h lower half plus one table
 constexpr uint8_t kAbsentTable = 0xff;
 
+// How the bus treats a byte of the A2h lower half: which bits a write
+// changes, which bits follow a live condition, and whether those are latched.
+struct A2ByteRule {
+  uint8_t first;
+  uint8_t last;
+  uint8_t writable;
+  uint8_t live;
+  bool latched;
+};
+
+// clang-format off
+constexpr std::array<A2ByteRule, 8> kA2Rules = {{
+  // first last writable live  latched
+  {96,   109, 0x00,    0x00, false}, // measured values
+  {110,  110, 0x48,    0x06, false}, // status/control: soft Tx disable and rate select; Tx fault, LOS
+  {112,  113, 0x00,    0xFF, true},  // alarm flags
+  {115,  115, 0x00,    0x00, false}, // Rx CTLE peaking
+  {116,  117, 0x00,    0xFF, true},  // warning flags
+  {118,  118, 0x01,    0x00, false}, // power level select
+  {119,  119, 0x00,    0x02, true},  // CDR fault
+  {122,  122, 0x00,    0x00, false}, // adaptive CTLE support
+}};
+// clang-format on
+constexpr A2ByteRule kPlainByte{0, 0, 0xFF, 0x00, false};
+
+constexpr bool rules_ordered_and_in_lower_half() {
+  for (std::size_t i = 0; i < kA2Rules.size(); ++i) {
+    const A2ByteRule &r = kA2Rules[i];
+    if (r.first > r.last || r.last >= kA2LowerSize || (r.latched && r.writable != 0) ||
+        (i > 0 && kA2Rules[i - 1].last >= r.first)) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(rules_ordered_and_in_lower_half(),
+              "rules are ordered, disjoint, inside the lower half, and latches are read-only");
+
+constexpr uint8_t kStatusControl = 110;
+constexpr uint8_t kTxDisablePin = 0x80;
+constexpr uint8_t kSoftTxDisable = 0x40;
+constexpr uint8_t kDataNotReady = 0x01;
+
+const A2ByteRule &rule_for(uint32_t offset) {
+  for (const A2ByteRule &rule : kA2Rules) {
+    if (offset >= rule.first && offset <= rule.last) {
+      return rule;
+    }
+  }
+  return kPlainByte;
+}
+
+uint8_t with_bits(uint8_t byte, uint8_t mask, uint8_t bits) {
+  return static_cast<uint8_t>((byte & ~mask) | (bits & mask));
+}
+
 // Where a call starts in the 256 bytes of the memory its page addresses.
 // Pages 2 to 5 name the upper half only, so offsets below 128 move up.
 uint32_t start_of(uint8_t page, uint8_t offset) {
@@ -127,6 +183,64 @@ void Module::clear_faults() {
   faults_.clear();
 }
 
+void Module::set_data_ready_after(uint32_t reads) {
+  reads_until_ready_ = reads;
+  uint8_t &status = memory_.a2_lower[kStatusControl];
+  status = with_bits(status, kDataNotReady, reads != 0 ? kDataNotReady : 0);
+}
+
+void Module::set_live_flags(uint8_t a2_offset, uint8_t bits) {
+  if (a2_offset >= kA2LowerSize) {
+    return;
+  }
+  const A2ByteRule &rule = rule_for(a2_offset);
+  uint8_t &byte = memory_.a2_lower[a2_offset];
+  if (rule.latched) {
+    live_[a2_offset] = with_bits(live_[a2_offset], rule.live, bits);
+    byte = static_cast<uint8_t>(byte | (bits & rule.live));
+  } else {
+    byte = with_bits(byte, rule.live, bits);
+  }
+}
+
+void Module::latch_flags(uint8_t a2_offset, uint8_t bits) {
+  if (a2_offset >= kA2LowerSize || !rule_for(a2_offset).latched) {
+    return;
+  }
+  uint8_t &byte = memory_.a2_lower[a2_offset];
+  byte = static_cast<uint8_t>(byte | (bits & rule_for(a2_offset).live));
+}
+
+void Module::set_tx_disable_pin(bool asserted) {
+  uint8_t &status = memory_.a2_lower[kStatusControl];
+  status = with_bits(status, kTxDisablePin, asserted ? kTxDisablePin : 0);
+}
+
+bool Module::transmitter_on() const {
+  return (memory_.a2_lower[kStatusControl] & (kTxDisablePin | kSoftTxDisable)) == 0;
+}
+
+void Module::write_a2_lower(uint32_t start, const uint8_t *bytes, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    uint8_t &byte = memory_.a2_lower[start + i];
+    byte = with_bits(byte, rule_for(start + i).writable, bytes[i]);
+  }
+}
+
+void Module::after_a2_lower_read(uint32_t start, uint32_t count) {
+  for (uint32_t offset = start; offset < start + count; ++offset) {
+    const A2ByteRule &rule = rule_for(offset);
+    uint8_t &byte = memory_.a2_lower[offset];
+    if (rule.latched) {
+      byte = with_bits(byte, rule.live, live_[offset]);
+    }
+    if (offset == kStatusControl && reads_until_ready_ != 0 && reads_until_ready_ != kNeverReady &&
+        --reads_until_ready_ == 0) {
+      byte = with_bits(byte, kDataNotReady, 0);
+    }
+  }
+}
+
 // A one-shot fault for this call number wins over a standing one.
 const Module::Fault *Module::fault_for(uint64_t call, uint8_t page, uint8_t offset) const {
   const Fault *standing = nullptr;
@@ -179,7 +293,7 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
   // Copies `count` bytes between the caller's buffer and the module; the
   // upper half is the table in force when the call started, even if a write
   // through byte 127 changes the select on the way.
-  auto serve = [&](uint32_t count) {
+  auto serve = [&](uint32_t count, bool bus_effects) {
     const uint32_t split = page == 0 ? kMemorySize : static_cast<uint32_t>(kA2LowerSize);
     const uint32_t end = start + count;
     const uint32_t low_count = start < split ? std::min(end, split) - start : 0;
@@ -200,9 +314,14 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
       if (entry != nullptr) {
         entry->bytes.assign(buffer, buffer + count);
       }
+      if (bus_effects && page != 0 && low_count > 0) {
+        after_a2_lower_read(start, low_count);
+      }
     } else {
-      if (low_count > 0) {
+      if (low_count > 0 && page == 0) {
         std::memmove(low, buffer, low_count);
+      } else if (low_count > 0) {
+        write_a2_lower(start, buffer, low_count);
       }
       if (high_count > 0 && high != nullptr) {
         std::memmove(high, buffer + low_count, high_count);
@@ -218,7 +337,7 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
       const uint32_t room = start < kMemorySize ? kMemorySize - start : 0;
       const uint32_t count = std::min({fault->partial, length, room});
       if (count > 0) {
-        serve(count);
+        serve(count, false); // a failed call has no effect on the module
       }
     }
     if (fault->nth.has_value()) {
@@ -229,7 +348,7 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
   } else if (!in_range) {
     status = kRangeError;
   } else if (length > 0) {
-    serve(length);
+    serve(length, true);
   }
 
   if (entry != nullptr) {

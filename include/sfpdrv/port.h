@@ -45,6 +45,9 @@ typedef struct sfp_port_ctx {
   uint32_t phy_autoneg;
   uint32_t bus_mode;
   uint32_t skip_soft_tx;
+  /* Nonzero lets sfp_port_ctle_ena_dis enable adaptive CTLE. The library never
+   * sets it: a platform that wants adaptive CTLE sets it on its handle
+   * (`hdl->adaptive_ctle = 1;`). */
   uint32_t adaptive_ctle;
   uint32_t multi_rate;
   uint32_t oper_speed;

@@ -4,6 +4,7 @@
 #define SFPDRV_SFPDRV_H
 
 #include "sfpdrv/access.h"
+#include "sfpdrv/control.h"
 #include "sfpdrv/export.h"
 #include "sfpdrv/phy.h"
 #include "sfpdrv/port.h"

@@ -149,6 +149,55 @@ TEST_F(SimModule, CallerImageAndCreationRecord) {
       std::make_tuple(&Module::read_cb, &Module::write_cb, &Module::bitbang_read_cb, nullptr));
 }
 
+TEST_F(SimModule, StatusControlAndFlagBytesBehaveAsOnAModuleBus) {
+  auto &a2 = module.memory().a2_lower;
+  std::fill(a2.begin(), a2.end(), uint8_t{0});
+  // Only writable bits take a write: 110 bits 6 and 3, 118 bit 0; the
+  // measured values, flags, Rx peaking and adaptive support keep theirs.
+  ASSERT_EQ(write(1, 96, Bytes(31, 0xFF)), 0);
+  Bytes expected(31, 0xFF);
+  std::fill(expected.begin(), expected.begin() + 14, uint8_t{0}); // 96..109
+  for (unsigned offset : {112u, 113u, 115u, 116u, 117u, 119u, 122u}) {
+    expected[offset - 96] = 0;
+  }
+  expected[110 - 96] = 0x48;
+  expected[118 - 96] = 0x01;
+  EXPECT_EQ(Bytes(a2.begin() + 96, a2.begin() + 127), expected);
+  EXPECT_FALSE(module.transmitter_on()); // soft disable set
+  // Latched flags: a persisting condition shows on every read, a transient
+  // one once; 119 latches bit 1 only; 110's live bits are not latched.
+  module.set_live_flags(113, 0x40);
+  module.latch_flags(116, 0x08);
+  module.set_live_flags(119, 0x03);
+  module.set_live_flags(110, 0x06);
+  EXPECT_EQ(read(1, 110, 10), (Bytes{0x4E, 0xFF, 0, 0x40, 0xFF, 0, 0x08, 0, 0x01, 0x02}));
+  EXPECT_EQ(read(1, 110, 10), (Bytes{0x4E, 0xFF, 0, 0x40, 0xFF, 0, 0, 0, 0x01, 0x02}));
+  module.set_live_flags(113, 0);
+  module.set_live_flags(110, 0);
+  EXPECT_EQ(read(1, 110, 4), (Bytes{0x48, 0xFF, 0, 0x40}));
+  EXPECT_EQ(read(1, 113, 1), Bytes{0});
+  // Data not ready for two reads of 110 (a failed read does not count),
+  // then ready; or never.
+  module.set_data_ready_after(2);
+  module.fail_nth_access(1, 5, 1); // hands out the byte, but fails
+  read(1, 110, 1, 5);
+  EXPECT_EQ(read(1, 105, 6)[5] & 1, 1);
+  EXPECT_EQ(read(1, 110, 1)[0] & 1, 1);
+  EXPECT_EQ(read(1, 110, 1)[0] & 1, 0);
+  module.set_data_ready_after(sfpsim::kNeverReady);
+  for (int i = 0; i < 30; ++i) {
+    read(1, 110, 1);
+  }
+  EXPECT_EQ(read(1, 110, 1)[0] & 1, 1);
+  // The TX_DISABLE pin shows in bit 7 and keeps the transmitter off.
+  ASSERT_EQ(write(1, 110, {0x80}), 0);
+  module.set_tx_disable_pin(true);
+  EXPECT_EQ(read(1, 110, 1)[0] & 0xC0, 0x80);
+  EXPECT_FALSE(module.transmitter_on());
+  module.set_tx_disable_pin(false);
+  EXPECT_TRUE(module.transmitter_on());
+}
+
 // A plain bit-by-bit CRC-32 (reflected 0xEDB88320, all-ones start and end).
 uint32_t reference_crc(const uint8_t *data, std::size_t size) {
   uint32_t crc = ~0u;

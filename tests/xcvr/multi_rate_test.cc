@@ -108,7 +108,7 @@ TEST_F(MultiRate, RateSelectWritesTheRegisterOfTheSpeedOrReturnsTheError) {
   for (const Case &c : cases) {
     module_->clear_log();
     sfptest::clear_traces();
-    module_->memory().a2_lower[c.reg] = 0x55;
+    module_->memory().a2_lower[c.reg] = 0x40; // writable on both bytes; no select sets it
     port_->xcvr_type = c.type;
     port_->oper_speed = c.oper_speed;
     ASSERT_EQ(sfp_multi_rate_sel_oper_rate(port_), SFP_RC_OK) << c.type;

@@ -11,6 +11,22 @@
 //                 module serves the table that the table select names, not the
 //                 page: the library is expected to select it first.
 // A table select beyond the four tables reads 0xff and ignores writes.
+//
+// The A2h lower half behaves as a module's status and control bytes do:
+//   110  status/control: bit 7 the TX_DISABLE pin (read-only), bit 6 soft
+//        transmitter disable and bit 3 soft rate select (read/write), bit 2
+//        Tx fault and bit 1 LOS (live conditions), bit 0 data not ready;
+//   112, 113, 116, 117  alarm and warning flags, and 119 bit 1  CDR fault:
+//        latched. A read returns the latched bits and re-arms them from the
+//        live condition, so a persisting condition shows again on the next
+//        read and a transient one is gone after one read;
+//   114  Tx CTLE peaking (read/write), 118 bit 0  power level select
+//        (read/write), 120  Tx CDR and adaptive CTLE enables, rate select
+//        (read/write);
+//   96..109 (measured values), 115 (Rx CTLE peaking), 122 (adaptive CTLE
+//        support) and the bits of 110, 118 and 119 not named above are
+//        read-only: a write leaves them as they are.
+// Tests set the conditions; the memory holds the bytes as the bus shows them.
 // Every callback call is logged; faults can be injected per call.
 #ifndef SFPSIM_MODULE_H
 #define SFPSIM_MODULE_H
@@ -40,6 +56,9 @@ inline constexpr int kRangeError = 0x5E;
 // Status a callback returns for a call it cannot serve at all: a null module
 // or buffer, or a page beyond 5.
 inline constexpr int kInvalidArgument = 22;
+
+// Reads of A2h byte 110 before its data-not-ready bit clears: never.
+inline constexpr uint32_t kNeverReady = UINT32_MAX;
 
 enum class Bus : uint8_t { Read, Write, BitBangRead };
 
@@ -103,6 +122,23 @@ public:
   static int phy_read_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer);
   static int phy_write_cb(void *opaque, uint8_t address, uint8_t reg, void *buffer);
 
+  // Status and control conditions (A2h offsets 0..127; other offsets and
+  // bits without such a condition are ignored).
+  // The data-not-ready bit (A2h 110 bit 0) shows on the next `reads` reads of
+  // byte 110 and then clears; 0 makes the data ready at once, kNeverReady
+  // keeps it not ready.
+  void set_data_ready_after(uint32_t reads);
+  // Live conditions: the Tx fault and LOS bits of byte 110, and the
+  // conditions behind the latched bits of 112, 113, 116, 117 and 119 (which
+  // latch at once and re-arm on every read while they persist).
+  void set_live_flags(uint8_t a2_offset, uint8_t bits);
+  // A transient condition: latched bits that the next read clears.
+  void latch_flags(uint8_t a2_offset, uint8_t bits);
+  // The TX_DISABLE pin (A2h 110 bit 7).
+  void set_tx_disable_pin(bool asserted);
+  // The transmitter is on while neither the pin nor the soft disable is set.
+  bool transmitter_on() const;
+
   // Access log, oldest first.
   const std::vector<Access> &log() const { return log_; }
   void clear_log() { log_.clear(); }
@@ -134,11 +170,17 @@ private:
   int transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer);
   const Fault *fault_for(uint64_t call, uint8_t page, uint8_t offset) const;
   uint8_t *byte_at(uint8_t page, uint32_t offset);
+  // Bus effects on the A2h lower half: a write changes writable bits only,
+  // a read re-arms latches and counts towards data ready.
+  void write_a2_lower(uint32_t start, const uint8_t *bytes, uint32_t count);
+  void after_a2_lower_read(uint32_t start, uint32_t count);
 
   Memory memory_{};
   std::optional<Phy> phy_;
   std::vector<Access> log_;
   std::vector<Fault> faults_;
+  std::array<uint8_t, kA2LowerSize> live_{}; // conditions behind latched bits
+  uint32_t reads_until_ready_ = 0;
   uint64_t accesses_ = 0;
   bool logging_ = true;
 };
