@@ -5,6 +5,7 @@
 
 #include "sfpdrv/access.h"
 #include "sfpdrv/control.h"
+#include "sfpdrv/decode.h"
 #include "sfpdrv/export.h"
 #include "sfpdrv/phy.h"
 #include "sfpdrv/port.h"

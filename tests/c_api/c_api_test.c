@@ -8,6 +8,14 @@
 #include "sfpdrv/sfpdrv.h"
 
 _Static_assert(SFP_RC_OK == 0 && SFP_RC_NOT_FOUND == 2 && SFP_RC_INVALID == 22, "status values");
+/* The decoded-field tables and the status record keep the layout platforms
+ * rely on. */
+_Static_assert(sizeof(sfp_decoded_field) == 259 && sizeof(sfp_id_field_table) == 8806 &&
+                   sizeof(sfp_status_field_table) == 11137 &&
+                   sizeof(sfp_no_ddm_field_table) == 2072 &&
+                   sizeof(sfp_user_eeprom_field_table) == 6734,
+               "decoded-field table sizes");
+_Static_assert(sizeof(sfp_hw_status_rec) == 55 * 4, "status record: 55 slots of 32 bits");
 
 /* A0h at 0..255 and A2h at 256..511; every table page shows the upper half
  * of A2h, and A2h byte 127 is the table select. */
