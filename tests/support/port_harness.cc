@@ -84,6 +84,7 @@ void PortTest::TearDown() {
     sfp_port_delete(port);
   }
   created_.clear();
+  retired_modules_.clear();
   EXPECT_TRUE(registry().empty());
 }
 
@@ -105,6 +106,12 @@ sfp_port_ctx *PortTest::create(const sfp_platform_ops &ops, sfp_rc *status) {
 
 sfp_port_ctx *PortTest::create_on(const std::string &profile,
                                   std::unique_ptr<sfpsim::Module> &module) {
+  // A module freed while its port is still registered could give its
+  // address, the port's key, to the next module: keep every module of the
+  // test alive until its ports are deleted.
+  if (module != nullptr) {
+    retired_modules_.push_back(std::move(module));
+  }
   module = module_from(profile);
   sfp_rc rc = 0;
   sfp_port_ctx *port = create(ops_for(*module), &rc);

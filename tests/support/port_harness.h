@@ -59,6 +59,7 @@ protected:
   sfp_port_ctx *create_on(const std::string &profile, std::unique_ptr<sfpsim::Module> &module);
 
   std::vector<sfp_port_ctx *> created_;
+  std::vector<std::unique_ptr<sfpsim::Module>> retired_modules_;
 };
 
 } // namespace sfptest
