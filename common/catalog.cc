@@ -6,6 +6,7 @@
 #include "control/messages.h"
 #include "decode/messages.h"
 #include "port/messages.h"
+#include "qsa/messages.h"
 #include "xcvr/messages.h"
 
 namespace sfpdrv {
@@ -16,7 +17,7 @@ using namespace msg;
 constexpr TraceMsg kCatalog[] = {
     SFPDRV_PORT_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_ACCESS_MESSAGES(SFPDRV_LIST_MESSAGE)
         SFPDRV_XCVR_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_CONTROL_MESSAGES(SFPDRV_LIST_MESSAGE)
-            SFPDRV_DECODE_MESSAGES(SFPDRV_LIST_MESSAGE)};
+            SFPDRV_DECODE_MESSAGES(SFPDRV_LIST_MESSAGE) SFPDRV_QSA_MESSAGES(SFPDRV_LIST_MESSAGE)};
 
 constexpr bool numbers_unique() {
   constexpr std::size_t n = std::size(kCatalog);

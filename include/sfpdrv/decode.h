@@ -13,9 +13,9 @@ SFPDRV_BEGIN_DECLS
 
 /* ---- Decoded fields -------------------------------------------------------- */
 
-#define SFP_FIELD_NAME_LEN 32u  /* characters of a field name */
+#define SFP_FIELD_NAME_LEN 32u   /* characters of a field name */
 #define SFP_FIELD_VALUE_LEN 160u /* characters of a value text */
-#define SFP_FIELD_RAW_LEN 64u   /* characters of the raw hex text */
+#define SFP_FIELD_RAW_LEN 64u    /* characters of the raw hex text */
 
 /* One named field of a decoded memory area; every text is terminated. */
 typedef struct sfp_decoded_field {
@@ -61,19 +61,18 @@ typedef struct xcvr_bit_decode_entry {
 /* Every text function appends its piece (at most 79 characters) to the text
  * in `text`, never letting text and terminator exceed `size` bytes. */
 SFPDRV_API void xcvr_oui_to_string(const uint8_t *oui, char *text, int32_t size);
-SFPDRV_API void xcvr_decode_uint8_to_string(uint32_t value, char *text, int32_t size,
-                                            int32_t rows, const xcvr_bit_decode_entry *table);
-SFPDRV_API void xcvr_decode_uint16_to_string(uint32_t value, char *text, int32_t size,
-                                             int32_t rows, const xcvr_bit_decode_entry *table);
-SFPDRV_API void xcvr_decode_uint32_to_string(uint32_t value, char *text, int32_t size,
-                                             int32_t rows, const xcvr_bit_decode_entry *table);
+SFPDRV_API void xcvr_decode_uint8_to_string(uint32_t value, char *text, int32_t size, int32_t rows,
+                                            const xcvr_bit_decode_entry *table);
+SFPDRV_API void xcvr_decode_uint16_to_string(uint32_t value, char *text, int32_t size, int32_t rows,
+                                             const xcvr_bit_decode_entry *table);
+SFPDRV_API void xcvr_decode_uint32_to_string(uint32_t value, char *text, int32_t size, int32_t rows,
+                                             const xcvr_bit_decode_entry *table);
 SFPDRV_API void xcvr_id_temp_to_string(uint32_t value, char *text, int32_t size);
 /* Signed and unsigned 8.8 fixed point; 1 when the value is exactly 0x0100. */
 SFPDRV_API uint32_t xcvr_id_signed_fixed_point16_to_float(uint32_t value, float *out);
 SFPDRV_API void xcvr_id_signed_fixed_point16_to_string(uint32_t value, char *text, int32_t size);
 SFPDRV_API uint32_t xcvr_id_unsigned_fixed_point16_to_float(uint32_t value, float *out);
-SFPDRV_API void xcvr_id_unsigned_fixed_point16_to_string(uint32_t value, char *text,
-                                                         int32_t size);
+SFPDRV_API void xcvr_id_unsigned_fixed_point16_to_string(uint32_t value, char *text, int32_t size);
 SFPDRV_API void xcvr_curr_bias_uint16_to_string(uint32_t value, char *text, int32_t size);
 SFPDRV_API void xcvr_curr_bias_uint16_to_value(uint32_t value, float *milliamps);
 SFPDRV_API void xcvr_voltage_to_string(uint32_t value, char *text, int32_t size);
@@ -109,40 +108,40 @@ SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_id(sfp_port_ctx *port, const uint8_t *id,
 /* Live diagnostics, thresholds and flags (55 slots of 32 bits). Powers in
  * dBm, bias in mA, supply in V, temperatures in whole degrees Celsius. */
 typedef struct sfp_hw_status_rec {
-  float rx_power;                /* 0 */
-  float tx_power;                /* 1 */
-  float bias;                    /* 2 */
-  uint32_t tx_disabled;          /* 3: transmitter soft-disabled */
-  float vcc;                     /* 4 */
-  float temperature;             /* 5 */
-  float wavelength;              /* 6: nm */
-  uint8_t channel;               /* 7: tunable channel number */
+  float rx_power;       /* 0 */
+  float tx_power;       /* 1 */
+  float bias;           /* 2 */
+  uint32_t tx_disabled; /* 3: transmitter soft-disabled */
+  float vcc;            /* 4 */
+  float temperature;    /* 5 */
+  float wavelength;     /* 6: nm */
+  uint8_t channel;      /* 7: tunable channel number */
   uint8_t channel_pad[3];
-  float rx_power_alarm_high;     /* 8 */
-  float rx_power_alarm_low;      /* 9 */
-  float tx_power_alarm_high;     /* 10 */
-  float tx_power_alarm_low;      /* 11 */
-  float bias_alarm_high;         /* 12 */
-  float bias_alarm_low;          /* 13 */
-  float vcc_alarm_high;          /* 14 */
-  float vcc_alarm_low;           /* 15 */
-  float temperature_alarm_high;  /* 16 */
-  float temperature_alarm_low;   /* 17 */
-  float rx_power_warn_high;      /* 18 */
-  float rx_power_warn_low;       /* 19 */
-  float tx_power_warn_high;      /* 20 */
-  float tx_power_warn_low;       /* 21 */
-  float bias_warn_high;          /* 22 */
-  float bias_warn_low;           /* 23 */
-  float vcc_warn_high;           /* 24 */
-  float vcc_warn_low;            /* 25 */
-  float temperature_warn_high;   /* 26 */
-  float temperature_warn_low;    /* 27 */
-  uint32_t los;                  /* 28: loss of signal */
-  uint32_t reserved29;           /* 29: always 0 */
-  uint32_t tx_fault;             /* 30 */
-  uint32_t reserved31;           /* 31: always 0 */
-  uint32_t reserved32;           /* 32: always 0 */
+  float rx_power_alarm_high;    /* 8 */
+  float rx_power_alarm_low;     /* 9 */
+  float tx_power_alarm_high;    /* 10 */
+  float tx_power_alarm_low;     /* 11 */
+  float bias_alarm_high;        /* 12 */
+  float bias_alarm_low;         /* 13 */
+  float vcc_alarm_high;         /* 14 */
+  float vcc_alarm_low;          /* 15 */
+  float temperature_alarm_high; /* 16 */
+  float temperature_alarm_low;  /* 17 */
+  float rx_power_warn_high;     /* 18 */
+  float rx_power_warn_low;      /* 19 */
+  float tx_power_warn_high;     /* 20 */
+  float tx_power_warn_low;      /* 21 */
+  float bias_warn_high;         /* 22 */
+  float bias_warn_low;          /* 23 */
+  float vcc_warn_high;          /* 24 */
+  float vcc_warn_low;           /* 25 */
+  float temperature_warn_high;  /* 26 */
+  float temperature_warn_low;   /* 27 */
+  uint32_t los;                 /* 28: loss of signal */
+  uint32_t reserved29;          /* 29: always 0 */
+  uint32_t tx_fault;            /* 30 */
+  uint32_t reserved31;          /* 31: always 0 */
+  uint32_t reserved32;          /* 32: always 0 */
   /* Flags 33 to 52, each group: high alarm, low alarm, high warning, low
    * warning. */
   uint32_t tx_power_flags[4];    /* 33 to 36 */
@@ -152,7 +151,7 @@ typedef struct sfp_hw_status_rec {
   uint32_t vcc_flags[4];         /* 49 to 52 */
   uint8_t filled;                /* 53: the snapshot was taken */
   uint8_t filled_pad[3];
-  uint32_t no_diagnostics;       /* 54: a module type without diagnostics */
+  uint32_t no_diagnostics; /* 54: a module type without diagnostics */
 } sfp_hw_status_rec;
 
 /* Indexes of a flag group. */
@@ -168,8 +167,7 @@ SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_status(sfp_port_ctx *port, const uint8_t *
                                              sfp_hw_status_rec *rec, uint32_t ext_cal);
 
 /* Decodes A2h bytes 0 to 127 into a cleared text table. */
-SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_status_str(const uint8_t *diag,
-                                                 sfp_status_field_table *table,
+SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_status_str(const uint8_t *diag, sfp_status_field_table *table,
                                                  uint32_t ext_cal);
 
 /* Bits of the monitoring-type byte (A0h 92): external calibration (0x10),
@@ -181,16 +179,14 @@ SFPDRV_API uint32_t sfp_id_diagMonType_analog_mon(uint8_t type);
 
 /* External calibration of one raw value with a host-order slope (unsigned
  * 8.8) and offset (signed). 22 when `out` is missing. */
-SFPDRV_API sfp_rc sfp_get_ext_cal_temp(uint16_t raw, uint16_t *out, uint16_t slope,
-                                       int16_t offset);
-SFPDRV_API sfp_rc sfp_get_ext_cal_dom(uint16_t raw, uint16_t *out, uint16_t slope,
-                                      int16_t offset);
+SFPDRV_API sfp_rc sfp_get_ext_cal_temp(uint16_t raw, uint16_t *out, uint16_t slope, int16_t offset);
+SFPDRV_API sfp_rc sfp_get_ext_cal_dom(uint16_t raw, uint16_t *out, uint16_t slope, int16_t offset);
 /* Receive power by the polynomial R4 x^4 + ... + R0; the coefficients point
  * at their big-endian single-precision bytes in the page. R4 and R0 must be
  * given; a missing R3, R2 or R1 leaves its term out. */
 SFPDRV_API sfp_rc sfp_get_ext_cal_rx_power(uint16_t raw, uint16_t *out, const uint8_t *r4,
-                                           const uint8_t *r3, const uint8_t *r2,
-                                           const uint8_t *r1, const uint8_t *r0);
+                                           const uint8_t *r3, const uint8_t *r2, const uint8_t *r1,
+                                           const uint8_t *r0);
 
 /* Seven "Name: Set/Clear" lines of the status/control word (A2h byte 110
  * in the high byte). */

@@ -9,6 +9,7 @@
 #include "sfpdrv/export.h"
 #include "sfpdrv/phy.h"
 #include "sfpdrv/port.h"
+#include "sfpdrv/qsa.h"
 #include "sfpdrv/types.h"
 #include "sfpdrv/xcvr.h"
 

@@ -40,7 +40,7 @@ file(MAKE_DIRECTORY ${WORK_DIR})
 # --- install ---------------------------------------------------------------
 run_checked("installation" COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-foreach(header sfpdrv.h export.h types.h port.h access.h xcvr.h phy.h control.h decode.h)
+foreach(header sfpdrv.h export.h types.h port.h access.h xcvr.h phy.h control.h decode.h qsa.h)
   expect_exists(${incdir}/sfpdrv/${header})
 endforeach()
 foreach(header pelog.h evm.h psleep.h thread_mark.h)
