@@ -341,7 +341,9 @@ void append_flags(char *text, uint16_t word) {
 
 void append_value(char *text, const uint8_t *diag, const TextEntry &entry, bool external) {
   const uint8_t *bytes = diag + entry.offset;
-  const uint16_t value = calibrated(diag, entry.offset, entry.calibration, external);
+  // Only two-byte entries hold a value; the last entry is the page's last byte.
+  const uint16_t value =
+      entry.length == 2 ? calibrated(diag, entry.offset, entry.calibration, external) : 0;
   switch (entry.text) {
   case Text::Temperature:
     append_temperature(text, value);
