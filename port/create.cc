@@ -89,15 +89,20 @@ sfp_rc initialise_port(sfp_port_ctx &port, const sfp_platform_ops &ops,
   std::memcpy(port.eeprom, ops.eeprom, count);
   trace<msg::kCopyingBytes>(port.evt_trace, port.controller, port.port, count);
 
-  const sfp_rc rc = run_identification_stage(&port);
+  sfp_rc rc = run_identification_stage(&port);
   if (rc != SFP_RC_OK) {
     return rc;
+  }
+  // The transmitter stage's status is creation's, but the port is usable
+  // whatever it is.
+  if (ops.module_present != 0) {
+    rc = run_transmitter_stage(&port);
   }
   port.initialised = 1;
   result.handle = &port;
   result.module_present = ops.module_present;
   trace<msg::kInitDone>(port.evt_trace, port.controller, port.port, summary);
-  return SFP_RC_OK;
+  return rc;
 }
 
 } // namespace

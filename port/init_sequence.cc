@@ -3,8 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "control/internal.h"
+#include "platform/psleep.h"
 #include "port/internal.h"
 #include "port/messages.h"
+#include "sfpdrv/control.h"
+#include "sfpdrv/xcvr.h"
 #include "xcvr/internal.h"
 
 namespace sfpdrv {
@@ -27,6 +31,17 @@ constexpr double kFractionsPerThz = 10000.0;
 constexpr double kGridOriginThz = 191.35;
 constexpr double kGridStepThz = 0.05;
 constexpr std::size_t kRangeTextSize = 128;
+
+// A2h byte 110 bit 0: the module's data is not ready yet.
+constexpr uint32_t kStatusControlByte = 110;
+constexpr uint8_t kDataNotReady = 0x01;
+constexpr uint32_t kDataReadyPolls = 20;
+constexpr uint32_t kDataReadyPollMs = 100;
+// The transmitter's settling time after the disable.
+constexpr uint32_t kTxDisableSettleMs = 100;
+
+constexpr uint32_t kOff = 0;
+constexpr uint32_t kOn = 1;
 
 bool is_tunable(const sfp_port_ctx &port) {
   return (port.eeprom[SFP_IMAGE_A0 + kOptionsByte] & kTunable) != 0;
@@ -203,6 +218,37 @@ sfp_rc read_diagnostic_memory(sfp_port_ctx &port) {
   return SFP_RC_OK;
 }
 
+// Polls the data-not-ready bit until it clears, 100 ms apart. Returns 0,
+// the failed read's status, or SFP_RC_FAULT when the data never got ready.
+sfp_rc wait_for_data_ready(sfp_port_ctx &port) {
+  for (uint32_t poll = 0; poll < kDataReadyPolls; ++poll) {
+    uint8_t status = 0;
+    const sfp_rc rc =
+        sfp_access(&port, kStatusControlByte, 1, SFP_PAGE_A2, &status, SFP_ACCESS_READ);
+    if (rc != SFP_RC_OK) {
+      return failed<msg::kDataReadyReadError>(port, rc);
+    }
+    if ((status & kDataNotReady) == 0) {
+      return SFP_RC_OK;
+    }
+    platform_sleep_ms(kDataReadyPollMs);
+  }
+  return failed<msg::kTxNotDataReady>(port, SFP_RC_FAULT);
+}
+
+// Power level 1, transmitter off, Tx CDR off, then the higher power level
+// and CTLE off. Each operation traces its own failures; none of them stops
+// the others, so their results are not looked at.
+void set_initial_transmitter_state(sfp_port_ctx &port) {
+  (void)sfp_port_high_power_class_ena_dis(&port, kOff);
+  (void)sfp_port_tx_ena_dis(&port, kOff);
+  platform_sleep_ms(kTxDisableSettleMs);
+  (void)sfp_port_tx_cdr_ena_dis(&port, kOff);
+  (void)sfp_port_high_power_class_ena_dis(&port, kOn);
+  (void)sfp_port_ctle_ena_dis(&port, kOff);
+  trace<msg::kInitTxDisable>(port.evt_trace, port.controller, port.port);
+}
+
 } // namespace
 
 sfp_rc run_identification_stage(sfp_port_ctx *port) {
@@ -219,6 +265,24 @@ sfp_rc run_identification_stage(sfp_port_ctx *port) {
     }
   }
   sfp_port_identify(port);
+  return SFP_RC_OK;
+}
+
+sfp_rc run_transmitter_stage(sfp_port_ctx *port) {
+  // Only a module with diagnostics reports whether its data is ready.
+  if (port->spaces.a2 != 0 && port->spaces.dom != 0) {
+    const sfp_rc rc = wait_for_data_ready(*port);
+    if (rc != SFP_RC_OK) {
+      return rc;
+    }
+  }
+  if (port->multi_rate != 0) {
+    const sfp_rc rc = sfp_multi_rate_sel_oper_rate(port);
+    if (rc != SFP_RC_OK) {
+      return rc;
+    }
+  }
+  set_initial_transmitter_state(*port);
   return SFP_RC_OK;
 }
 

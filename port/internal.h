@@ -82,6 +82,12 @@ void set_page_select_flags(uint32_t no_write, uint32_t no_read);
 // cage. A nonzero status leaves the port uninitialised.
 sfp_rc run_identification_stage(sfp_port_ctx *port);
 
+// Initial transmitter stage, for a cage that holds a module: waits for the
+// module's data, selects a multi-rate module's rate and leaves the
+// transmitter off with CDR, CTLE and power level in their initial state.
+// Its status is creation's, with the port initialised all the same.
+sfp_rc run_transmitter_stage(sfp_port_ctx *port);
+
 // --- access (access.cc) ---
 
 // The two paths into module memory; each traces its refusals under message

@@ -44,7 +44,10 @@
   X(kBbLastGhzFailed,    1118, "dd",    "Controller %d Port %d: TSFP laser last frequency GHz get failed") \
   X(kTunableRange,       1119, "dds",   "Controller %d Port %d: %s\n") \
   X(kIdentifyTp2,        1120, "dd",    "Controller %d Port %d: sfp_xcvr_which_space_supported2 - TP2\n") \
-  X(kSpacesSupportedUpd, 1121, "dddddd", "Controller %d Port %d: Spaces supported upd [half_a0:%d full_a0:%d a2:%d dom:%d]\n")
+  X(kSpacesSupportedUpd, 1121, "dddddd", "Controller %d Port %d: Spaces supported upd [half_a0:%d full_a0:%d a2:%d dom:%d]\n") \
+  X(kDataReadyReadError, 1122, "dd",    "Controller %d Port %d: SFP data ready : Read error\n") \
+  X(kTxNotDataReady,     1123, "dd",    "Controller %d Port %d: SFP Tx is not data ready \n") \
+  X(kInitTxDisable,      1124, "dd",    "Controller %d Port %d: Init: Tx disable\n")
 
 #define SFPDRV_ACCESS_MESSAGES(X) \
   X(kNullSfpPort,        2001, "",      "NULL Sfp Port\n") \

@@ -28,6 +28,7 @@ TEST_F(ConcurrencyTest, SixtyFourThreadsCreateAndDeleteDistinctPorts) {
     threads.emplace_back([&, i] {
       sfp_platform_ops ops = sfptest::ops_for(*modules[i], 0, i);
       ops.no_read_page_select = static_cast<uint32_t>(i % 2);
+      ops.module_present = 1; // the transmitter stages run side by side too
       sfp_port_create_result result{};
       created[i] = sfp_port_create(&ops, &result);
       handles[i] = result.handle;
@@ -61,8 +62,8 @@ TEST_F(ConcurrencyTest, SixtyFourThreadsCreateAndDeleteDistinctPorts) {
   EXPECT_EQ(opaques.size(), static_cast<size_t>(kThreads));
   for (int i = 0; i < kThreads; ++i) {
     EXPECT_NE(std::find(registered.begin(), registered.end(), handles[i]), registered.end());
-    // Creation reads only A2h of these modules; the one A0h read is the
-    // port's own, after it.
+    // Creation reads and writes only A2h of these modules; the one A0h read
+    // is the port's own, after it.
     const std::vector<sfpsim::Access> &log = modules[i]->log();
     EXPECT_EQ(std::count_if(log.begin(), log.end(),
                             [](const sfpsim::Access &a) { return a.page == SFP_PAGE_A0; }),

@@ -39,14 +39,14 @@ std::string take_file(const std::string &path) {
   return text.str();
 }
 
-// Runs sfpctl with a command line the shell splits at spaces; standard
-// output goes to `stdout_to` when given (a shell redirection). A run that
-// hangs is stopped after a minute.
+// Runs sfpctl with a command line the shell splits at spaces, the library's
+// waits on the virtual clock; standard output goes to `stdout_to` when given
+// (a shell redirection). A run that hangs is stopped after a minute.
 ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "") {
   const std::string base = testing::TempDir() + "sfpctl_" + std::to_string(getpid());
   const std::string out = stdout_to.empty() ? ">" + base + ".out" : stdout_to;
   const std::string command =
-      "timeout 60 " SFPCTL_PATH " " + args + " " + out + " 2>" + base + ".err";
+      "timeout 60 " SFPCTL_PATH " --fast " + args + " " + out + " 2>" + base + ".err";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
           take_file(base + ".err")};
@@ -115,14 +115,40 @@ Bytes dumped(const std::string &out, std::size_t from) {
 TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
   const ToolRun tool = run_sfpctl("--help");
   EXPECT_EQ(tool.exit_code, 0);
-  for (const char *word : {"sfpdrv", "simulated", "profiles", "identify", "types", "convert",
-                           "read", "write", "regs", "tune", "phy", "trace", "--sim", "--image",
-                           "--rate", "--log", "--no-read-select", "--no-write-select"}) {
+  for (const char *word : {"sfpdrv",
+                           "simulated",
+                           "profiles",
+                           "create",
+                           "identify",
+                           "types",
+                           "convert",
+                           "read",
+                           "write",
+                           "regs",
+                           "tune",
+                           "tx",
+                           "cdr",
+                           "ctle",
+                           "power-class",
+                           "admin",
+                           "phy",
+                           "phy-speed",
+                           "trace",
+                           "--sim",
+                           "--image",
+                           "--rate",
+                           "--fast",
+                           "--fail-at",
+                           "--log",
+                           "--no-read-select",
+                           "--no-write-select"}) {
     EXPECT_NE(tool.out.find(word), std::string::npos) << word;
   }
-  for (const std::string usage : {"profiles", "identify", "types .*FILTER", "convert .*SUBCOMMAND",
-                                  "read .*PAGE OFFSET LENGTH", "write .*PAGE OFFSET BYTES", "regs",
-                                  "tune .*CHANNEL", "phy .*SUBCOMMAND", "trace"}) {
+  for (const std::string usage :
+       {"profiles", "create", "identify", "types .*FILTER", "convert .*SUBCOMMAND",
+        "read .*PAGE OFFSET LENGTH", "write .*PAGE OFFSET BYTES", "regs", "tune .*CHANNEL",
+        "tx .*STATE", "cdr .*STATE", "ctle .*SUBCOMMAND", "power-class .*LEVEL", "admin .*STATE",
+        "phy .*SUBCOMMAND", "phy-speed .*SPEED", "trace"}) {
     const ToolRun run = run_sfpctl(usage.substr(0, usage.find(' ')) + " --help");
     EXPECT_EQ(run.exit_code, 0) << usage;
     EXPECT_TRUE(std::regex_search(run.out, std::regex("Usage: sfpctl " + usage))) << run.out;
@@ -481,6 +507,166 @@ TEST(sfpctlPhy, RegistersMoveAsTheBoardIsWiredAndLinkAndAnAreShown) {
   expect_run("--sim 1000base-t phy an", 0, {"^auto-negotiation: 2 "}, {});
   expect_run("phy read 4", 1, {}, {"^sfpctl: phy: the module has no copper PHY \\(type 594 "});
   expect_run("--sim 1000base-t phy read 32", 2, {}, {"^sfpctl: .*32"});
+}
+
+// What create shows, per module and creation parameters: identity, the state
+// creation left the module in, and every wait it made.
+TEST(sfpctlCreate, ShowsIdentityModuleStateWaitsAndStatus) {
+  const std::string hundreds = "100" + [] {
+    std::string more;
+    for (int i = 1; i < 20; ++i) {
+      more += ", 100";
+    }
+    return more;
+  }() + " ms";
+  const std::vector<std::tuple<std::string, int, Fields>> cases = {
+      {"--sim 10g-tunable-dwdm create",
+       0,
+       {{"memory", "{ half_a0=1, full_a0=1, a2=1, dom=1 }"},
+        {"type", "765 SFP+ 10G DWDM Tunable"},
+        {"supported", "Supported"},
+        {"tunable", "channels 1 to 96 (offsets 0 to 95)"},
+        {"multi-rate", "no"},
+        {"transmitter", "soft-disabled (A2h byte 110 = 0x40)"},
+        {"power level", "1 (A2h byte 118 = 0x00)"},
+        {"waits", "100 ms"},
+        {"wait total", "100 ms in 1 wait"},
+        {"creation", "status 0 (ok)"}}},
+      // Power level 1, transmitter off, 100 ms, CDR off, level 2/3, CTLE off.
+      {"--sim 10-25g-sr-multirate create",
+       0,
+       {{"multi-rate", "yes, 25G (rate code 1): 784 SFP28 25G SR"},
+        {"power level", "2/3 (A2h byte 118 = 0x01)"},
+        {"tx cdr", "off (A2h byte 120 = 0x08)"},
+        {"ctle", "adaptive off (A2h byte 120 = 0x08)"},
+        {"waits", "300, 100, 300, 500 ms"}}},
+      {"--sim 25gbase-sr create --data-ready-after never",
+       1,
+       {{"transmitter", "enabled (A2h byte 110 = 0x01)"},
+        {"waits", hundreds},
+        {"wait total", "2000 ms in 20 waits"},
+        {"creation", "status 14 (trace setup/data not ready/PHY forward failed)"}}},
+      // Creation's own read of A2h is the first of the three.
+      {"create --data-ready-after 3", 0, {{"waits", "100, 100, 100 ms"}}},
+      {"create --no-module-present",
+       0,
+       {{"transmitter", "enabled (A2h byte 110 = 0x00)"}, {"waits", "none"}}},
+      {"--sim 1000base-t create", 0, {{"tx cdr", "- (no A2h memory)"}}},
+      {"--sim blank create",
+       1,
+       {{"type", "- (not identified)"},
+        {"supported", "- (not checked)"},
+        {"creation", "status 95 (unknown module type or unsupported operation)"}}},
+  };
+  for (const auto &[args, exit_code, expected] : cases) {
+    const ToolRun run = run_sfpctl(args);
+    EXPECT_EQ(run.exit_code, exit_code) << args << ": " << run.err;
+    const Fields fields = identified(run.out);
+    for (const auto &[label, value] : expected) {
+      EXPECT_EQ(fields.count(label) != 0 ? fields.at(label) : "(none)", value)
+          << args << ": " << label;
+    }
+  }
+  expect_run("create --data-ready-after soon", 2, {}, {"^sfpctl: .*'soon'"});
+}
+
+TEST(sfpctlCreate, BitBangFlagDecidesHowTheUpperTablesAreRead) {
+  for (const bool bitbang : {false, true}) {
+    const ToolRun run = run_sfpctl(std::string("--log create") + (bitbang ? " --bitbang" : ""));
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.err.find("bus bb-read page 2 offset 0x8a length  10") != std::string::npos,
+              bitbang)
+        << run.err;
+    EXPECT_EQ(run.err.find("bus read    page 2 offset 0x00 length 128") != std::string::npos,
+              !bitbang)
+        << run.err;
+  }
+}
+
+// A 25G optic that asks for power level 2, supports adaptive CTLE and has Tx
+// peaking bits set.
+std::string control_image() {
+  sfpsim::Memory memory = sfpsim::find_profile("25gbase-sr")->memory;
+  memory.a0[64] |= 0x20;
+  memory.a2_lower[114] = 0xf0;
+  memory.a2_lower[122] = 0x03;
+  sfpsim::fix_checksums(memory);
+  return write_image(memory);
+}
+
+// Each control command's status line, the bytes it changed (read back from
+// the module) and, for a failure, the library's status and trace record.
+TEST(sfpctlControl, CommandsPrintTheirStatusAndTheBytesTheyChanged) {
+  const std::string image = "--image " + control_image() + " ";
+  const std::string sr = "--sim 25gbase-sr ";
+  const std::string t = "--sim 1000base-t ";
+  const std::string none = "^no module byte changed$";
+  const std::string io_error = " failed: status 5 \\(callback status\\)$";
+  const std::vector<std::tuple<std::string, int, Lines, Lines>> cases = {
+      {sr + "tx on", 0, {"^tx on: status 0 \\(ok\\)$", "^A2h byte 110: 0x40 -> 0x00$"}, {}},
+      {sr + "--fail-at 1:110 tx off",
+       1,
+       {"^tx off: status 5 \\(callback status\\)$", none},
+       {"^sfpctl: tx off" + io_error, "SFP Tx Enable Write error$"}},
+      {sr + "--log cdr on",
+       0,
+       {"^cdr on: status 0 \\(ok\\)$", "^A2h byte 120: 0x00 -> 0x06$"},
+       {"^bus read .* offset 0x78 length +1 status 0: 00$",
+        "^bus write .* offset 0x78 length +1 status 0: 06$",
+        "^bus read .* offset 0x78 length +1 status 0: 06$"}},
+      {sr + "--fail-at 1:120 cdr on",
+       1,
+       {"^cdr on: status 5 ", none},
+       {"^sfpctl: cdr on" + io_error, "Byte 120\\(A2h\\) : Read register error, rc:5$"}},
+      {image + "ctle peaking 0x05 --mask 0x30",
+       0,
+       {"^ctle peaking 0x05 mask 0x30: status 0 \\(ok\\)$", "^A2h byte 114: 0xf0 -> 0xc5$"},
+       {}},
+      {image + "ctle on --adaptive",
+       0,
+       {"^ctle on: status 0 ", "^A2h byte 120: 0x00 -> 0x01$"},
+       {}},
+      {image + "ctle on", 0, {"^ctle on: status 0 ", none}, {}},
+      {sr + "--fail-at 1:122 ctle on",
+       1,
+       {"^ctle on: status 22 ", none},
+       {"^sfpctl: ctle on failed: status 22 ", "SFP Tx CTLE adaptive support read error$"}},
+      {sr + "power-class low",
+       0,
+       {"^power-class low: status 0 ", "^A2h byte 118: 0x01 -> 0x00$"},
+       {}},
+      {image + "power-class high",
+       1,
+       {"^power-class high: status 0xffffffff \\(module condition", none},
+       {"^sfpctl: power-class high failed: status 0xffffffff "}},
+      {sr + "admin up",
+       0,
+       {"^admin down to up: status 0 ", "^A2h byte 110: 0x40 -> 0x00$",
+        "^A2h byte 120: 0x00 -> 0x06$"},
+       {}},
+      {sr + "--log admin up --from up", 0, {"^admin up to up: status 0 ", none}, {}},
+      {sr + "admin up --from sideways", 2, {}, {"^sfpctl: .*sideways"}},
+      {t + "phy-speed 100",
+       0,
+       {"^phy-speed 100 \\(forced, port down\\): status 0 ", "^stored: 100 Mb/s, forced$", none},
+       {}},
+      {t + "phy-speed 1000 --up",
+       0,
+       {"^phy-speed 1000 \\(forced, port up\\): status 0 ", "^stored: 1000 Mb/s, forced$",
+        "^PHY page 0 register 0: 0x0000 -> 0x9140$", "^PHY page 0 register 4: 0x0000 -> 0x0c01$",
+        "^PHY page 0 register 9: 0x0000 -> 0x0e00$", "^PHY page 0 register 16: 0x0000 -> 0x0370$",
+        "^PHY page 0 register 27: 0x0000 -> 0x9084$", "^PHY page 1 register 0: 0x0000 -> 0x9140$"},
+       {}},
+      {t + "phy-speed 40 --up",
+       1,
+       {"^phy-speed 40 .*: status 22 ", "^stored: 40 Mb/s, forced$", none},
+       {"^sfpctl: phy-speed 40 .* failed: status 22 ", "Failed sfp_phy_speed, speed 40MB AN 0rc"}},
+      {"--fail-at 6:0 tx on", 2, {}, {"^sfpctl: .*'6:0'"}},
+  };
+  for (const auto &[args, exit_code, out, err] : cases) {
+    expect_run(args, exit_code, out, err);
+  }
+  std::filesystem::remove(image.substr(8, image.size() - 9));
 }
 
 } // namespace

@@ -56,6 +56,13 @@ std::unique_ptr<Command> make_types_command();
 std::unique_ptr<Command> make_convert_command();
 std::unique_ptr<Command> make_tune_command();
 std::unique_ptr<Command> make_phy_command();
+std::unique_ptr<Command> make_create_command();
+std::unique_ptr<Command> make_tx_command();
+std::unique_ptr<Command> make_cdr_command();
+std::unique_ptr<Command> make_ctle_command();
+std::unique_ptr<Command> make_power_class_command();
+std::unique_ptr<Command> make_admin_command();
+std::unique_ptr<Command> make_phy_speed_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

@@ -6,12 +6,14 @@
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "command.h"
+#include "number_arg.h"
 #include "session.h"
 #include "sfpsim/module.h"
 #include "status_text.h"
@@ -93,6 +95,34 @@ CLI::Validator known_profile() {
       "", "PROFILE");
 }
 
+constexpr uint32_t kLastPage = SFP_PAGE_A2_TABLE3;
+
+// "PAGE:OFFSET" as a failing transfer, or nullopt.
+std::optional<FailAt> parse_fail_at(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  if (colon == std::string_view::npos) {
+    return std::nullopt;
+  }
+  const ParsedNumber page = parse_number(text.substr(0, colon));
+  const ParsedNumber offset = parse_number(text.substr(colon + 1));
+  if (page.result != ParsedNumber::Result::Ok || offset.result != ParsedNumber::Result::Ok ||
+      page.value > kLastPage || offset.value > UINT8_MAX) {
+    return std::nullopt;
+  }
+  return FailAt{static_cast<uint8_t>(page.value), static_cast<uint8_t>(offset.value)};
+}
+
+CLI::Validator page_and_offset() {
+  return CLI::Validator(
+      [](std::string &text) -> std::string {
+        if (!parse_fail_at(text)) {
+          return "'" + text + "' is not PAGE:OFFSET (page 0..5, offset 0..255)";
+        }
+        return {};
+      },
+      "", "PAGE:OFFSET");
+}
+
 struct Selected {
   CLI::App *subcommand;
   Command *command;
@@ -111,7 +141,10 @@ int run_command(Command &command, GlobalOptions options) {
   int exit_code = kExitOk;
   const sfp_rc created = session.create_port();
   if (created != SFP_RC_OK) {
-    print_error("cannot create port: " + status_text(created));
+    // Some failures of the module's start-up still hand out a usable port.
+    print_error(
+        std::string(session.port() != nullptr ? "port created, with " : "cannot create port: ") +
+        status_text(created));
     exit_code = kExitFailure;
   }
   if (created == SFP_RC_OK || command.port_use() == PortUse::Optional) {
@@ -153,9 +186,19 @@ int run(int argc, char **argv) {
                  "10g, 25g (default) or 50g")
       ->type_name("RATE")
       ->transform(CLI::CheckedTransformer(rates, CLI::ignore_case).description(""));
+  app.add_flag("--fast", options.fast,
+               "Let the library's waits pass at once on a virtual clock (by default it really "
+               "sleeps, e.g. 100 ms to 2 s while creating the port)");
+  std::string fail_at;
+  app.add_option("--fail-at", fail_at,
+                 "After the port's creation, the simulated module fails every transfer that "
+                 "starts at this page and offset (status " +
+                     std::to_string(kInjectedFault) + ", an I/O error)")
+      ->type_name("PAGE:OFFSET")
+      ->check(page_and_offset());
   app.add_flag("--log", options.show_log,
-               "Print the command's bus transfers (those after the port's creation) to standard "
-               "error");
+               "Print the command's bus transfers (those after the port's creation; create also "
+               "shows creation's) to standard error");
   app.add_flag("--no-read-select", options.no_read_select,
                "Create the port without the A2h table select before reads of pages 2..5");
   app.add_flag("--no-write-select", options.no_write_select,
@@ -179,6 +222,9 @@ int run(int argc, char **argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     return app.exit(error) == 0 ? kExitOk : kExitUsage;
+  }
+  if (!fail_at.empty()) {
+    options.fail_at = parse_fail_at(fail_at);
   }
   for (const Selected &selected : subcommands) {
     if (selected.subcommand->parsed()) {

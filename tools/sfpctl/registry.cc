@@ -7,9 +7,12 @@ namespace {
 using Factory = std::unique_ptr<Command> (*)();
 
 constexpr Factory kFactories[] = {
-    &make_profiles_command, &make_identify_command, &make_types_command, &make_convert_command,
-    &make_read_command,     &make_write_command,    &make_regs_command,  &make_tune_command,
-    &make_phy_command,      &make_trace_command,
+    &make_profiles_command,    &make_create_command,  &make_identify_command,
+    &make_types_command,       &make_convert_command, &make_read_command,
+    &make_write_command,       &make_regs_command,    &make_tune_command,
+    &make_tx_command,          &make_cdr_command,     &make_ctle_command,
+    &make_power_class_command, &make_admin_command,   &make_phy_command,
+    &make_phy_speed_command,   &make_trace_command,
 };
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "platform/pelog.h"
+#include "platform/psleep.h"
 #include "status_text.h"
 
 namespace sfpctl {
@@ -57,6 +58,25 @@ sfpsim::PhyWidth phy_width(const GlobalOptions &options) {
 
 uint8_t speed_code(uint32_t speed) {
   return speed == 1000 ? 2 : speed == 100 ? 1 : 0;
+}
+
+// Called after every sleep of a run with real sleeps: once the waits add up
+// to more than a second, one note on standard error says why the run is slow.
+void note_long_waits(void *ctx, uint32_t ms) {
+  uint64_t &waited = *static_cast<uint64_t *>(ctx);
+  const uint64_t before = waited;
+  waited += ms;
+  if (before <= kWaitNoteAfterMs && waited > kWaitNoteAfterMs) {
+    std::fprintf(stderr, "sfpctl: waiting for the module (%llu ms so far; --fast skips waits)\n",
+                 static_cast<unsigned long long>(waited));
+  }
+}
+
+// Every wait logged on the platform clock since its last reset.
+std::vector<uint32_t> logged_waits() {
+  std::vector<uint32_t> waits(platform_clock_waits(nullptr, 0));
+  waits.resize(platform_clock_waits(waits.data(), waits.size()));
+  return waits;
 }
 
 const char *bus_name(sfpsim::Bus bus) {
@@ -144,13 +164,19 @@ bool close_standard_output() {
   return false;
 }
 
-Session::Session(GlobalOptions options) : options_(std::move(options)) {}
+Session::Session(GlobalOptions options) : options_(std::move(options)) {
+  platform_clock_set_virtual(options_.fast ? 1 : 0);
+  if (!options_.fast) {
+    platform_clock_set_hook(&note_long_waits, &waited_ms_);
+  }
+}
 
 Session::~Session() {
   close_port();
   if (manager_ != nullptr) {
     event_manager_destroy(manager_);
   }
+  platform_clock_set_hook(nullptr, nullptr);
 }
 
 bool Session::load_module() {
@@ -163,8 +189,16 @@ bool Session::load_module() {
       return false;
     }
     module_ = std::make_unique<sfpsim::Module>(*memory);
-    return true;
+  } else if (!load_profile()) {
+    return false;
   }
+  if (options_.data_ready_after) {
+    module_->set_data_ready_after(*options_.data_ready_after);
+  }
+  return true;
+}
+
+bool Session::load_profile() {
   const sfpsim::Profile *profile = sfpsim::find_profile(options_.profile);
   if (profile == nullptr) {
     print_error("unknown profile '" + options_.profile + "'");
@@ -192,20 +226,31 @@ sfp_rc Session::create_port() {
   }
   sfp_platform_ops ops = module_->platform_ops(kController, kPort);
   ops.evm = manager_;
-  ops.module_present = 1;
+  ops.module_present = options_.module_present ? 1 : 0;
+  if (!options_.bitbang) {
+    ops.bitbang_read_cb = nullptr;
+  }
   ops.no_read_page_select = options_.no_read_select ? 1 : 0;
   ops.no_write_page_select = options_.no_write_select ? 1 : 0;
   ops.rate_code = options_.rate_code;
   ops.phy_word_access = options_.phy_word_access ? 1 : 0;
   ops.bus_mode = options_.bus_mode;
   sfp_port_create_result result{};
+  platform_clock_reset();
   const sfp_rc rc = sfp_port_create(&ops, &result);
+  creation_status_ = rc;
+  creation_waits_ = logged_waits();
   // The log is of the command's transfers; creation's are in the trace.
-  module_->clear_log();
-  if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
-    phy->clear_log();
+  if (!options_.log_creation) {
+    module_->clear_log();
+    if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
+      phy->clear_log();
+    }
   }
-  if (rc == SFP_RC_OK) {
+  if (options_.fail_at) {
+    module_->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
+  }
+  if (result.handle != nullptr) {
     port_ = result.handle;
   } else {
     failed_port_ = registered_port(module_.get());

@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/evm.h"
 #include "sfpdrv/sfpdrv.h"
@@ -22,11 +24,30 @@ inline constexpr const char *kEventTrace = "sfp_evt";
 // The multi-rate selector of the port (1 = 25G, 2 = 10G, 3 = 50G).
 inline constexpr uint32_t kDefaultRateCode = 1;
 
+// Status the simulated module's callbacks return for a transfer that
+// --fail-at makes fail (EIO, an I/O error on a real bus).
+inline constexpr int kInjectedFault = 5;
+
+// A module transfer that fails: every one that starts at this page and
+// offset.
+struct FailAt {
+  uint8_t page;
+  uint8_t offset;
+};
+
+// After this much waiting in a run with real sleeps, the tool says why it is
+// slow.
+inline constexpr uint64_t kWaitNoteAfterMs = 1000;
+
 // The global options, as parsed, and the settings a command adds to them.
 struct GlobalOptions {
   std::string profile = kDefaultProfile;
   std::string image_path; // when set, the module is loaded from this file
   bool show_log = false;
+  // Waits on the virtual clock: the library's sleeps return at once.
+  bool fast = false;
+  // A failing transfer, injected once the port is created.
+  std::optional<FailAt> fail_at;
   bool no_read_select = false;
   bool no_write_select = false;
   uint32_t rate_code = kDefaultRateCode;
@@ -36,6 +57,15 @@ struct GlobalOptions {
   uint32_t bus_mode = 0;
   // Link speed (10, 100, 1000 Mb/s) the simulated PHY reports; 0: link down.
   uint32_t phy_link_speed = 0;
+  // Creation: whether the platform says a module is present, whether it
+  // hands over the module's bit-bang read, and after how many reads of A2h
+  // byte 110 the simulated module's data becomes ready (unset: as its memory
+  // says).
+  bool module_present = true;
+  bool bitbang = false;
+  std::optional<uint32_t> data_ready_after;
+  // The access log keeps creation's transfers too.
+  bool log_creation = false;
 };
 
 // `text` with every word longer than 40 characters cut to its first 40 and
@@ -66,13 +96,16 @@ public:
   bool load_module();
 
   // Creates the port on the module, as a platform would. Returns the
-  // creation status; the port is available only when it is 0.
+  // creation status; the port is available when creation returned a handle,
+  // which it also does for a few failures of the module's start-up.
   sfp_rc create_port();
 
   // Deletes the port (or the context of a failed creation). Prints one line
   // and returns false when the library refuses.
   bool close_port();
 
+  // The status of the port's creation (only after create_port).
+  sfp_rc creation_status() const { return creation_status_; }
   sfp_port_ctx *port() const { return port_; }
   // After a failed creation: the context the library keeps registered for
   // the module, not initialised (null when there is none).
@@ -80,6 +113,8 @@ public:
   const sfpsim::Module *module() const { return module_.get(); }
   event_manager *manager() const { return manager_; }
   bool has_module() const { return module_ != nullptr; }
+  // The waits of the port's creation in milliseconds, oldest first.
+  const std::vector<uint32_t> &creation_waits() const { return creation_waits_; }
 
   // Runs one library call. When it fails, prints "sfpctl: WHAT failed:
   // status N (meaning)" and, when the call left a record in the error trace,
@@ -91,11 +126,17 @@ public:
   void print_access_log(std::FILE *out) const;
 
 private:
+  bool load_profile();
+
   GlobalOptions options_;
   std::unique_ptr<sfpsim::Module> module_;
   event_manager *manager_ = nullptr;
   sfp_port_ctx *port_ = nullptr;
   sfp_port_ctx *failed_port_ = nullptr;
+  sfp_rc creation_status_ = SFP_RC_OK;
+  std::vector<uint32_t> creation_waits_;
+  // Real time slept in this run, for the note on long waits.
+  uint64_t waited_ms_ = 0;
 };
 
 } // namespace sfpctl

@@ -1,0 +1,61 @@
+// admin: tells the library that the port's admin state changed.
+#include <map>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "control_call.h"
+#include "session.h"
+
+namespace sfpctl {
+namespace {
+
+std::string up_down(bool up) {
+  return up ? "up" : "down";
+}
+
+class AdminCommand : public Command {
+public:
+  std::string_view name() const override { return "admin"; }
+  std::string_view summary() const override {
+    return "Bring the port up or down: transmitter, Tx CDR, CTLE, fault flags, PHY speed";
+  }
+
+  void add_arguments(CLI::App &sub) override {
+    add_switch(sub, "STATE", up_, "down", "up", "The new admin state");
+    from_ = sub.add_option("--from", from_up_, "The previous admin state (default the opposite)")
+                ->type_name("down|up")
+                ->transform(CLI::CheckedTransformer(
+                                std::map<std::string, bool>{{"down", false}, {"up", true}})
+                                .description(""));
+    sub.footer(
+        std::string("up switches on Tx CDR, CTLE and the transmitter and, on a 25G optic, "
+                    "clears its latched fault flags; down switches them off. Coming up and up "
+                    "to up apply a stored PHY speed (see phy-speed). ") +
+        kControlFooter);
+  }
+
+  int run(Session &session) override {
+    sfp_port_ctx *port = session.port();
+    const bool previous = from_->count() != 0 ? from_up_ : !up_;
+    const uint32_t pre = previous ? 1 : 0;
+    const uint32_t state = up_ ? 1 : 0;
+    const std::string what = "admin " + up_down(previous) + " to " + up_down(up_);
+    return run_control(session, what,
+                       [port, pre, state] { return sfp_port_admin_state(port, pre, state); });
+  }
+
+private:
+  CLI::Option *from_ = nullptr;
+  bool up_ = false;
+  bool from_up_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> make_admin_command() {
+  return std::make_unique<AdminCommand>();
+}
+
+} // namespace sfpctl
