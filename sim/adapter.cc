@@ -297,9 +297,12 @@ int Adapter::take_fault(uint64_t call, uint8_t page, uint8_t offset) {
       return status;
     }
   }
-  for (const Fault &fault : faults_) {
+  for (Fault &fault : faults_) {
     if (!fault.nth.has_value() && fault.page == page && fault.offset == offset) {
-      return fault.status;
+      if (fault.spared == 0) {
+        return fault.status;
+      }
+      --fault.spared;
     }
   }
   return 0;
@@ -353,13 +356,13 @@ uint64_t Adapter::access_count() const {
 void Adapter::fail_nth_access(uint64_t n, int status) {
   std::lock_guard<std::mutex> guard(lock_);
   if (n != 0) {
-    faults_.push_back({accesses_ + n, 0, 0, status});
+    faults_.push_back({accesses_ + n, 0, 0, status, 0});
   }
 }
 
-void Adapter::fail_at(uint8_t page, uint8_t offset, int status) {
+void Adapter::fail_at(uint8_t page, uint8_t offset, int status, uint32_t spared) {
   std::lock_guard<std::mutex> guard(lock_);
-  faults_.push_back({std::nullopt, page, offset, status});
+  faults_.push_back({std::nullopt, page, offset, status, spared});
 }
 
 void Adapter::fail_all(int status) {

@@ -6,9 +6,9 @@
 
 namespace {
 
-using qsatest::kBusError;
-using sfptest::records;
-using sfptest::records_of;
+using namespace qsatest;
+using namespace sfpdrv::msg;
+using Strings = std::vector<std::string>;
 
 std::vector<uint32_t> g_phases;
 
@@ -17,103 +17,93 @@ int record_phase(void * /*opaque*/, uint32_t phase) {
   return 0;
 }
 
-class QsaInsertionTest : public qsatest::QsaTest {
+class QsaInsertionTest : public QsaTest {
 protected:
   qsa_port_ctx *create_watched(sfpsim::Adapter &adapter) {
-    qsa_platform_ops ops = adapter.platform_ops(qsatest::kPort, 0);
+    qsa_platform_ops ops = adapter.platform_ops(kPort, 0);
     ops.oir_notify_cb = record_phase;
     return create_adapter(ops);
   }
 };
 
-// Texts of the event and error buffers' records that contain `part`.
-size_t count_containing(const char *buffer, const std::string &part) {
-  size_t n = 0;
-  for (const auto &r : records(buffer)) {
-    n += r.text.find(part) != std::string::npos ? 1u : 0u;
-  }
-  return n;
-}
-
 TEST_F(QsaInsertionTest, EveryRowOfTheStateTable) {
+  using Change = std::function<void(QsaInsertionTest &, sfpsim::Adapter &)>;
+  const Change nothing = [](auto &, auto &) {};
+  const Change seat_other = [](auto &t, auto &a) { a.seat(t.new_module("25gbase-sr")); };
+  const Change pull = [](auto &, auto &a) { a.remove(); };
+  const Change fail_presence = [](auto &, auto &a) { a.fail_at(0, 1, kBusError); };
+  const Change silence = [](auto &, auto &a) { a.set_ext_id(0); };
+  const Change fail_ext_id = [](auto &, auto &a) { a.fail_at(0, 222, kBusError); };
+  const Change swap_then_fail_ext_id = [&](auto &t, auto &a) {
+    seat_other(t, a);
+    a.fail_at(0, 222, kBusError, 1);
+  };
   struct Row {
     const char *name;
     bool seated_at_creation;
-    std::function<void(QsaInsertionTest &, sfpsim::Adapter &)> change;
-    bool notified;
-    bool port_kept;    // the SFP port of creation is still there
-    bool port_deleted; // ... and deleted
-    const char *message;
+    Change change;
+    bool notified, port_kept, port_deleted; // the SFP port of creation kept, or deleted
+    const sfpdrv::TraceMsg *msg;
+    const char *text;
   };
   const Row rows[] = {
-      {"none", false, [](auto &, auto &) {}, false, false, false, nullptr},
-      {"insert", false, [](auto &t, auto &a) { a.seat(t.new_module("25gbase-sr")); }, true, false,
-       false,
-       "OIR reported because qsa_is_sfp_inserted:true,qsa_sfp_instantiated false,qsa_sfp_swapped "
-       "false"},
-      {"unchanged", true, [](auto &, auto &) {}, false, true, false, nullptr},
-      {"swap", true, [](auto &t, auto &a) { a.seat(t.new_module("25gbase-sr")); }, true, true,
-       false, "qsa_is_sfp_inserted:true,qsa_sfp_instantiated true,qsa_sfp_swapped true"},
-      {"remove", true, [](auto &, auto &a) { a.remove(); }, true, false, true,
-       "sfp is removed, OIR reported becauseqsa_is_sfp_inserted:false, qsa_sfp_instantiated "
-       "true,qsa_sfp_swapped false"},
-      {"presence unreadable", true,
-       [](auto &, auto &a) { a.fail_at(0, sfpsim::Adapter::kPresence, kBusError); }, true, false,
-       true, "Port 3: QSA sfp present read failed : Read error"},
-      {"adapter not answering", true, [](auto &, auto &a) { a.set_ext_id(0); }, false, true, false,
-       "Port 3: Error: QSA is not present, Ext id :0"},
-      {"identifier unreadable", true,
-       [](auto &, auto &a) { a.fail_at(0, sfpsim::Adapter::kExtId, kBusError); }, false, true,
-       false, "Port 3: QSA present read failed : Read error"},
+      {"none", false, nothing, false, false, false, nullptr, nullptr},
+      {"insert", false, seat_other, true, false, false, &kOirReported,
+       "Port 3: OIR reported because qsa_is_sfp_inserted:true,qsa_sfp_instantiated "
+       "false,qsa_sfp_swapped false\n"},
+      {"unchanged", true, nothing, false, true, false, nullptr, nullptr},
+      {"swap", true, seat_other, true, true, false, &kOirReported,
+       "Port 3: OIR reported because qsa_is_sfp_inserted:true,qsa_sfp_instantiated "
+       "true,qsa_sfp_swapped true\n"},
+      {"remove", true, pull, true, false, true, &kOirRemoved,
+       "Port 3: sfp is removed, OIR reported becauseqsa_is_sfp_inserted:false, "
+       "qsa_sfp_instantiated true,qsa_sfp_swapped false\n"},
+      {"presence unreadable", true, fail_presence, true, false, true, &kOirInsertedRereadFailed,
+       "Port 3: QSA sfp present read failed : Read error\n"},
+      {"adapter not answering", true, silence, false, true, false, &kOirNotPresent,
+       "Port 3: Error: QSA is not present, Ext id :0\n"},
+      {"identifier unreadable", true, fail_ext_id, false, true, false, &kOirPresentReadFailed,
+       "Port 3: QSA present read failed : Read error\n"},
+      {"identifier unreadable after a swap", true, swap_then_fail_ext_id, false, true, false,
+       &kOirPresentRereadFailed, "Port 3: QSA present read failed : Read error\n"},
   };
   for (const Row &row : rows) {
     SCOPED_TRACE(row.name);
     sfpsim::Adapter &adapter = new_adapter(row.seated_at_creation ? "10gbase-sr" : nullptr);
     qsa_port_ctx *port = create_watched(adapter);
     sfp_port_ctx *created = port->sfp_port;
-    ASSERT_EQ(created != nullptr, row.seated_at_creation);
     row.change(*this, adapter);
-    adapter.clear_log();
     g_phases.clear();
-    pelog_clear(pelog_find("qsa_evt"));
-    pelog_clear(pelog_find("qsa_err"));
+    clear_qsa_traces();
 
     EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
     EXPECT_EQ(g_phases, (row.notified ? std::vector<uint32_t>{0, 1} : std::vector<uint32_t>{}));
     EXPECT_EQ(port->sfp_port, row.port_kept ? created : nullptr);
     EXPECT_EQ(sfptest::registry().size(), row.port_kept ? 1u : 0u);
     EXPECT_EQ(adapter.lower(sfpsim::Adapter::kTxDisable), row.port_deleted ? 1 : 0);
-    if (row.message != nullptr) {
-      EXPECT_EQ(count_containing("qsa_evt", row.message) + count_containing("qsa_err", row.message),
-                row.name == std::string("presence unreadable") ? 2u : 1u);
+    if (row.msg != nullptr) {
+      EXPECT_EQ(texts_of(*row.msg), Strings{row.text});
     } else {
-      EXPECT_EQ(count_containing("qsa_evt", "OIR reported"), 0u);
-      EXPECT_TRUE(records("qsa_err").empty());
+      EXPECT_TRUE(texts_of(kOirReported).empty() && texts_of(kOirRemoved).empty());
+      EXPECT_TRUE(sfptest::records("qsa_err").empty());
     }
-    // A second poll finds nothing new once the SFP port is gone.
-    if (row.port_deleted) {
-      g_phases.clear();
-      EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
-      EXPECT_TRUE(g_phases.empty());
-    }
+    g_phases.clear();
+    EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
+    EXPECT_EQ(g_phases.empty(), row.port_deleted || !row.notified) << "a removal is told once";
     EXPECT_EQ(qsa_port_delete(port), SFP_RC_OK);
   }
 }
 
-TEST_F(QsaInsertionTest, SwapIsToldByTheSerialNumber) {
+TEST_F(QsaInsertionTest, SwapIsToldByTheSerialNumberAfterARefresh) {
   sfpsim::Adapter &adapter = new_adapter("10gbase-sr");
   qsa_port_ctx *port = create_watched(adapter);
-  // The same kind of module with another serial number.
-  sfpsim::Module &other = new_module("10gbase-sr");
-  std::copy_n("SIM99999999     ", 16, other.memory().a0.begin() + 68);
-  adapter.seat(other);
-  EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
-  const auto swapped = records_of("qsa_evt", sfpdrv::msg::kOirSwapped);
-  ASSERT_EQ(swapped.size(), 1u);
-  EXPECT_EQ(swapped[0].text,
-            "Port 3: SFP is Swapped, new sfp serial number read SIM99999999     \n");
   const std::string stored(port->sfp_port->eeprom + 68, port->sfp_port->eeprom + 84);
-  const auto mismatch = records_of("sfp_evt", sfpdrv::msg::kSfpSerialMismatch);
+  // Only the handshake's refresh shows the new serial number.
+  std::copy_n("SIM99999999     ", 16, adapter.seated()->memory().a0.begin() + 68);
+  EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
+  EXPECT_EQ(texts_of(kOirSwapped),
+            Strings{"Port 3: SFP is Swapped, new sfp serial number read SIM99999999     \n"});
+  const auto mismatch = sfptest::records_of("sfp_evt", kSfpSerialMismatch);
   ASSERT_EQ(mismatch.size(), 1u);
   EXPECT_EQ(mismatch[0].text, "Controller 0 Port 3: SFP " + stored + "/SIM99999999     \n");
   EXPECT_EQ(sfp_vendor_sn_match(port->sfp_port, port->sfp_port->eeprom + 68, 16), 1u);
@@ -123,24 +113,11 @@ TEST_F(QsaInsertionTest, SwapIsToldByTheSerialNumber) {
 TEST_F(QsaInsertionTest, QueriesReportFailuresAsAbsence) {
   sfpsim::Adapter &adapter = new_adapter("10gbase-sr");
   qsa_port_ctx *port = create_adapter(adapter);
-  EXPECT_EQ(qsa_is_sfp_inserted(port), 1);
-  EXPECT_EQ(is_qsa_inserted(port), 1u);
-  EXPECT_EQ(qsa_is_sfp_instantiated(port), 1u);
+  EXPECT_EQ(qsa_is_sfp_inserted(port) + is_qsa_inserted(port) + qsa_is_sfp_instantiated(port), 3u);
   adapter.fail_all(kBusError);
-  EXPECT_EQ(qsa_is_sfp_inserted(port), 0);
-  EXPECT_EQ(is_qsa_inserted(port), 0u);
-  EXPECT_EQ(records_of("qsa_err", sfpdrv::msg::kQsaInsertedReadFailed).size(), 1u);
-  EXPECT_EQ(records_of("qsa_err", sfpdrv::msg::kQsaPresentReadFailed).size(), 1u);
-  adapter.clear_faults();
-  adapter.set_ext_id(0x0D);
-  adapter.remove();
-  EXPECT_EQ(qsa_is_sfp_inserted(port), 0);
-  EXPECT_EQ(is_qsa_inserted(port), 0u);
-  EXPECT_EQ(records_of("qsa_err", sfpdrv::msg::kQsaNotPresent).at(0).text,
-            "Port 3: Error: QSA is not present, Ext id :13\n");
-  EXPECT_EQ(qsa_is_sfp_inserted(nullptr), 0);
-  EXPECT_EQ(is_qsa_inserted(nullptr), 0u);
-  EXPECT_EQ(qsa_is_sfp_instantiated(nullptr), 0u);
+  EXPECT_EQ(qsa_is_sfp_inserted(port) + is_qsa_inserted(port), 0u);
+  EXPECT_EQ(texts_of(kQsaInsertedReadFailed).size() + texts_of(kQsaPresentReadFailed).size(), 2u);
+  EXPECT_EQ(qsa_is_sfp_inserted(nullptr) + is_qsa_inserted(nullptr), 0u);
 }
 
 } // namespace

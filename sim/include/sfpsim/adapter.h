@@ -121,9 +121,10 @@ public:
 
   // Fault injection, as for Module: a fault makes the call return `status`
   // without touching the adapter. fail_at matches the callback's page
-  // argument and start offset; fail_all fails every call (0 lifts it).
+  // argument and start offset, and spares the first `spared` matching calls;
+  // fail_all fails every call (0 lifts it).
   void fail_nth_access(uint64_t n, int status);
-  void fail_at(uint8_t page, uint8_t offset, int status);
+  void fail_at(uint8_t page, uint8_t offset, int status, uint32_t spared = 0);
   void fail_all(int status);
   void clear_faults();
 
@@ -134,6 +135,7 @@ private:
     uint8_t page = 0;
     uint8_t offset = 0;
     int status = 0;
+    uint32_t spared = 0;
   };
   struct Handshake {
     bool pending = false;
