@@ -200,8 +200,9 @@ void Adapter::refresh_mirror() {
   for (uint8_t r = 0; r < Phy::kRegisterCount; ++r) {
     if (selected < Phy::kPageCount || r == Phy::kPageSelect) {
       const uint16_t value = phy->reg(static_cast<uint8_t>(std::min<uint16_t>(selected, 1)), r);
-      phy_page[2u * r] = static_cast<uint8_t>(value >> 8);
-      phy_page[2u * r + 1] = static_cast<uint8_t>(value);
+      const std::size_t high = std::size_t{2} * r;
+      phy_page[high] = static_cast<uint8_t>(value >> 8);
+      phy_page[high + 1] = static_cast<uint8_t>(value);
     }
   }
 }

@@ -26,15 +26,15 @@ int count_notification(void *opaque, uint32_t /*phase*/) {
 
 // Port 0 keeps its SFP; the SFP of port 1 is pulled while the threads run.
 TEST_F(QsaConcurrencyTest, LockedOperationsAndPollsOnOneAndTwoPortsStayConsistent) {
-  qsa_port_ctx *ports[2];
+  qsa_port_ctx *ports[2] = {};
   for (int p : {0, 1}) {
     g_watched[p] = &new_adapter(p == 0 ? "10gbase-sr" : "1000base-sx");
     qsa_platform_ops ops = g_watched[p]->platform_ops(p, 1);
     ops.oir_notify_cb = count_notification;
     ports[p] = create_adapter(ops);
-    ASSERT_NE(ports[p], nullptr);
     g_notified[p] = 0;
   }
+  ASSERT_TRUE(ports[0] != nullptr && ports[1] != nullptr && ports[0]->sfp_port != nullptr);
   const std::string serial(ports[0]->sfp_port->eeprom + 68, ports[0]->sfp_port->eeprom + 84);
   constexpr int kRounds = 150;
   std::atomic<int> failures{0};

@@ -40,31 +40,31 @@ TEST_F(QsaInsertionTest, EveryRowOfTheStateTable) {
   };
   struct Row {
     const char *name;
-    bool seated_at_creation;
     Change change;
-    bool notified, port_kept, port_deleted; // the SFP port of creation kept, or deleted
+    bool seated_at_creation, notified, port_kept,
+        port_deleted; // the SFP port of creation kept, or deleted
     const sfpdrv::TraceMsg *msg;
     const char *text;
   };
   const Row rows[] = {
-      {"none", false, nothing, false, false, false, nullptr, nullptr},
-      {"insert", false, seat_other, true, false, false, &kOirReported,
+      {"none", nothing, false, false, false, false, nullptr, nullptr},
+      {"insert", seat_other, false, true, false, false, &kOirReported,
        "Port 3: OIR reported because qsa_is_sfp_inserted:true,qsa_sfp_instantiated "
        "false,qsa_sfp_swapped false\n"},
-      {"unchanged", true, nothing, false, true, false, nullptr, nullptr},
-      {"swap", true, seat_other, true, true, false, &kOirReported,
+      {"unchanged", nothing, true, false, true, false, nullptr, nullptr},
+      {"swap", seat_other, true, true, true, false, &kOirReported,
        "Port 3: OIR reported because qsa_is_sfp_inserted:true,qsa_sfp_instantiated "
        "true,qsa_sfp_swapped true\n"},
-      {"remove", true, pull, true, false, true, &kOirRemoved,
+      {"remove", pull, true, true, false, true, &kOirRemoved,
        "Port 3: sfp is removed, OIR reported becauseqsa_is_sfp_inserted:false, "
        "qsa_sfp_instantiated true,qsa_sfp_swapped false\n"},
-      {"presence unreadable", true, fail_presence, true, false, true, &kOirInsertedRereadFailed,
+      {"presence unreadable", fail_presence, true, true, false, true, &kOirInsertedRereadFailed,
        "Port 3: QSA sfp present read failed : Read error\n"},
-      {"adapter not answering", true, silence, false, true, false, &kOirNotPresent,
+      {"adapter not answering", silence, true, false, true, false, &kOirNotPresent,
        "Port 3: Error: QSA is not present, Ext id :0\n"},
-      {"identifier unreadable", true, fail_ext_id, false, true, false, &kOirPresentReadFailed,
+      {"identifier unreadable", fail_ext_id, true, false, true, false, &kOirPresentReadFailed,
        "Port 3: QSA present read failed : Read error\n"},
-      {"identifier unreadable after a swap", true, swap_then_fail_ext_id, false, true, false,
+      {"identifier unreadable after a swap", swap_then_fail_ext_id, true, false, true, false,
        &kOirPresentRereadFailed, "Port 3: QSA present read failed : Read error\n"},
   };
   for (const Row &row : rows) {
