@@ -41,8 +41,8 @@ TEST_F(QsaInsertionTest, EveryRowOfTheStateTable) {
   struct Row {
     const char *name;
     Change change;
-    bool seated_at_creation, notified, port_kept,
-        port_deleted; // the SFP port of creation kept, or deleted
+    // port_kept: the SFP port of creation is still there; port_deleted: gone.
+    bool seated_at_creation, notified, port_kept, port_deleted;
     const sfpdrv::TraceMsg *msg;
     const char *text;
   };
