@@ -19,7 +19,7 @@ SFPDRV_BEGIN_DECLS
  * n (0 to 255). */
 typedef uint32_t qsa_page_code;
 #define QSA_PAGE_LOWER 0xA0u
-#define QSA_PAGE_UPPER(n) (0xA00u + (uint32_t)(n))
+#define QSA_PAGE_UPPER(n) (0xA00u + (n))
 
 /* Kinds of adapter, by the type code at upper page 0 byte 221. */
 typedef enum qsa_adapter_kind { qsa_adapter_10g = 0x00, qsa_adapter_25g = 0x28 } qsa_adapter_kind;
