@@ -56,6 +56,10 @@ std::unique_ptr<Command> make_types_command();
 std::unique_ptr<Command> make_convert_command();
 std::unique_ptr<Command> make_tune_command();
 std::unique_ptr<Command> make_phy_command();
+std::unique_ptr<Command> make_report_command();
+std::unique_ptr<Command> make_status_command();
+std::unique_ptr<Command> make_info_command();
+std::unique_ptr<Command> make_debug_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

@@ -7,9 +7,10 @@ namespace {
 using Factory = std::unique_ptr<Command> (*)();
 
 constexpr Factory kFactories[] = {
-    &make_profiles_command, &make_identify_command, &make_types_command, &make_convert_command,
-    &make_read_command,     &make_write_command,    &make_regs_command,  &make_tune_command,
-    &make_phy_command,      &make_trace_command,
+    &make_profiles_command, &make_identify_command, &make_types_command,  &make_convert_command,
+    &make_read_command,     &make_write_command,    &make_regs_command,   &make_tune_command,
+    &make_phy_command,      &make_trace_command,    &make_report_command, &make_status_command,
+    &make_info_command,     &make_debug_command,
 };
 
 } // namespace
