@@ -26,11 +26,26 @@ namespace {
 constexpr uint32_t kDumpLines = 8;
 constexpr uint32_t kBytesPerLine = 16;
 constexpr uint32_t kSeparatorAfter = 7; // " : " after the eighth byte of a line
-// "0x0000: " + 16 x "hh " + " : " + "\n" is 59 characters.
-constexpr std::size_t kLineScratch = 64;
+// "0x" + up to 8 digits + ": " + 16 x "hh " + ": " + "\n" and the terminator.
+constexpr std::size_t kLineScratch = 12 + 16 * 3 + 2 + 2;
+
+// Appends "hh " (or "hh : " after the eighth byte of a line) to `out`.
+char *put_byte(char *out, uint8_t byte, bool separator) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  *out++ = kDigits[byte >> 4];
+  *out++ = kDigits[byte & 0xf];
+  *out++ = ' ';
+  if (separator) {
+    *out++ = ':';
+    *out++ = ' ';
+  }
+  return out;
+}
 
 // Up to eight lines of 16 bytes from image[start], as many as `count` bytes
 // need (at least one), appended to the cleared text as far as they fit.
+// The bytes are put by hand: the report dumps four pages, and a formatted
+// print per byte would be most of its cost.
 sfp_rc dump_page(const uint8_t *image, uint32_t start, char *text, uint32_t size, uint32_t count) {
   if (text == nullptr || image == nullptr) {
     return SFP_RC_INVALID;
@@ -39,13 +54,13 @@ sfp_rc dump_page(const uint8_t *image, uint32_t start, char *text, uint32_t size
   for (uint32_t line = 0; line < kDumpLines; ++line) {
     const uint32_t first = start + kBytesPerLine * line;
     char scratch[kLineScratch];
-    int used = std::snprintf(scratch, sizeof scratch, "0x%04x: ", first);
+    const int prefix = std::snprintf(scratch, sizeof scratch, "0x%04x: ", first);
+    char *out = scratch + prefix;
     for (uint32_t i = 0; i < kBytesPerLine; ++i) {
-      const auto room = sizeof scratch - static_cast<std::size_t>(used);
-      used += std::snprintf(scratch + used, room, i == kSeparatorAfter ? "%02x : " : "%02x ",
-                            image[first + i]);
+      out = put_byte(out, image[first + i], i == kSeparatorAfter);
     }
-    std::snprintf(scratch + used, sizeof scratch - static_cast<std::size_t>(used), "\n");
+    *out++ = '\n';
+    *out = '\0';
     append_bounded(text, size, scratch);
     if (kBytesPerLine * (line + 1) >= count) {
       break;
