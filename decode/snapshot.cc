@@ -296,7 +296,7 @@ sfp_rc hw_info(sfp_port_ctx &port, sfp_hw_info_rec &rec) {
   const uint8_t *a0 = port.eeprom + SFP_IMAGE_A0;
   (void)sfp_xcvr_check_compliance(a0, &rec.compliance);
   rec.xcvr_type = type;
-  std::snprintf(rec.type_name, sizeof rec.type_name, "%s", name);
+  copy_bounded(rec.type_name, sizeof rec.type_name, name); // cut to 40 characters
   trimmed<16>(rec.vendor_name, a0 + kVendorName);
   trimmed<4>(rec.vendor_rev, a0 + kVendorRev);
   trimmed<16>(rec.vendor_pn, a0 + kVendorPn);
