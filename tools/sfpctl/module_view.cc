@@ -75,12 +75,14 @@ void set_power(uint16_t tenths_uw, float dbm, std::optional<double> &mw,
   }
 }
 
-// The wavelength of A0h, which copper modules and cables do not have.
-std::optional<double> stated_wavelength(sfp_port_ctx &context) {
+// The wavelength of A0h, which copper modules and cables do not have: their
+// bytes 60 and 61 hold other things.
+std::optional<double> stated_wavelength(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
   uint32_t copper = 0;
   const uint8_t *a0 = context.eeprom + SFP_IMAGE_A0;
   const uint16_t nm = word(a0 + kWavelength);
-  if (sfp_is_zando_copper_optics(&context, a0, &copper) != SFP_RC_OK || copper != 0 || nm == 0) {
+  if (sfp_is_zando_copper_optics(&context, a0, &copper) != SFP_RC_OK || copper != 0 || nm == 0 ||
+      (status != nullptr && status->no_diagnostics != 0)) {
     return std::nullopt;
   }
   return nm + a0[kWavelength + 2] * 0.01;
@@ -98,7 +100,7 @@ ModuleView module_view(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
   view.vendor_pn = common_string(context, 1);
   view.vendor_sn = common_string(context, 2);
   if (status == nullptr || !has_diagnostics(context)) {
-    view.wavelength_nm = stated_wavelength(context);
+    view.wavelength_nm = stated_wavelength(context, status);
     return view;
   }
   // A tunable module's wavelength is its channel's.
