@@ -205,16 +205,14 @@ TEST(PageDumpTest, LinesFollowTheCountAndTheSize) {
   for (std::size_t i = 0; i < image.size(); ++i) {
     image[i] = static_cast<uint8_t>(i);
   }
-  const std::string line1 = "0x0010: 10 11 12 13 14 15 16 17 : 18 19 1a 1b 1c 1d 1e 1f \n";
-  const std::pair<uint32_t, std::size_t> counts[] = {{0, 1}, {16, 1}, {17, 2}, {128, 8}, {400, 8}};
-  for (const auto &[count, lines] : counts) {
+  for (const auto &[count, lines] : {std::pair{0u, 1u}, {16u, 1u}, {17u, 2u}, {400u, 8u}}) {
     std::string plug(1936, 'x');
     std::string plain(1936, 'x');
     ASSERT_EQ(plug_eeprom_page_to_ascii(image.data(), 16, plug.data(), 1936, count), SFP_RC_OK);
     ASSERT_EQ(sfp_eeprom_page_to_ascii(image.data(), 16, plain.data(), 1936, count), SFP_RC_OK);
-    EXPECT_EQ(std::string(plug.c_str()), plain.c_str());
+    EXPECT_EQ(plug, plain);
     EXPECT_EQ(lines_of(plug.c_str()).size(), lines) << count;
-    EXPECT_TRUE(std::string(plug.c_str()).starts_with(line1)) << count;
+    EXPECT_TRUE(plug.starts_with("0x0010: 10 11 12 13 14 15 16 17 : 18 19 1a 1b 1c 1d 1e 1f \n"));
   }
   std::string small(12, 'x');
   ASSERT_EQ(plug_eeprom_page_to_ascii(image.data(), 16, small.data(), 12, 16), SFP_RC_OK);
