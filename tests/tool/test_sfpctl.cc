@@ -728,7 +728,7 @@ TEST(sfpctlStatus, TableOfQuantitiesThresholdsAndFlags) {
               "^supply +3.280 V +3.630 V +3.465 V +3.135 V +2.970 V +- +-$",
               "^tx bias +7.20 mA +13.00 mA" + row, "^tx power +-2.10 dBm +1.50 dBm" + row,
               "^rx power +-3.40 dBm +1.50 dBm" + row, "^wavelength +850.000 nm$", "^LOS +no$",
-              "^Tx fault +no$", "^Tx disabled +no$"},
+              "^Tx fault +no$", "^Tx disabled +yes$"},
              {});
   expect_run("--sim 10g-tunable-dwdm status", 0,
              {"", "", "", "", "", "", "^wavelength +1566.723 nm$", "^channel +1$", "", "", ""}, {});
