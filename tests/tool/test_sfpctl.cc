@@ -744,7 +744,7 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   std::copy_n("SL-\x01\xc3X\x7f", 7, dark.a0.begin() + 40);
   sfpsim::fix_checksums(dark);
   const std::string path = write_image(dark);
-  const std::string common = "\"vendor_name\": \"SIMLAB\"";
+  const std::string common = "\"vendor_name\": \"SIMLAB OPTICS\"";
   const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
       {"--sim 10gbase-sr status --json",
        {common, "\"vendor_pn\": \"SL-10GSR-DM\"", "\"vendor_sn\": \"SIM26030202\"",
@@ -781,10 +781,10 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
 
 TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
   const Lines identity = {
-      "^vendor name: +SIMLAB$",     "^vendor pn: +SL-10GSR-DM$",    "^vendor rev: +A1$",
-      "^vendor sn: +SIM26030202$",  "^date code: +260316$",         "^vendor oui: +02:5a:11$",
-      "^pid: +PX-SFP-10G-SR$",      "^clei: +SIMLABCLE2$",          "^version: +V01$",
-      "^type: +594 SFP\\+ 10G SR$", "^compliance: +checksums pass$"};
+      "^vendor name: +SIMLAB OPTICS$", "^vendor pn: +SL-10GSR-DM$",    "^vendor rev: +A1$",
+      "^vendor sn: +SIM26030202$",     "^date code: +260316$",         "^vendor oui: +02:5a:11$",
+      "^pid: +PX-SFP-10G-SR$",         "^clei: +SIMLABCLE2$",          "^version: +V01$",
+      "^type: +594 SFP\\+ 10G SR$",    "^compliance: +checksums pass$"};
   expect_run("--sim 10gbase-sr info", 0, identity, {});
   sfpsim::Memory memory = sfpsim::find_profile("10gbase-sr")->memory;
   memory.a0[95] ^= 1;

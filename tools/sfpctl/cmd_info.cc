@@ -48,8 +48,9 @@ public:
   }
   void add_arguments(CLI::App &sub) override {
     sub.add_flag("--json", json_, "Print one JSON object instead of the lines");
-    sub.footer("The identity is the library's snapshot (sfp_port_hw_info): text fields are cut "
-               "at their first blank, and bytes that are not printable show as '.'.");
+    sub.footer("The identity is the library's snapshot (sfp_port_hw_info), whose text fields "
+               "are cut at their first blank; vendor name, part number and serial number are "
+               "shown whole. Bytes that are not printable show as '.'.");
   }
 
   int run(Session &session) override {
@@ -62,11 +63,12 @@ public:
     if (json_) {
       return print_json(session, *port, info);
     }
+    const ModuleView view = module_view(*port, nullptr);
     const std::pair<const char *, std::string> lines[] = {
-        {"vendor name:", info.vendor_name},
-        {"vendor pn:", info.vendor_pn},
+        {"vendor name:", view.vendor_name},
+        {"vendor pn:", view.vendor_pn},
         {"vendor rev:", info.vendor_rev},
-        {"vendor sn:", info.vendor_sn},
+        {"vendor sn:", view.vendor_sn},
         {"date code:", info.date_code},
         {"vendor oui:", oui_text(info.vendor_oui)},
         {"pid:", info.pid},

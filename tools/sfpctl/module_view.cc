@@ -1,5 +1,7 @@
 #include "module_view.h"
 
+#include "xcvr_text.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -7,6 +9,9 @@ namespace sfpctl {
 namespace {
 
 // A0h bytes.
+constexpr std::size_t kVendorName = 20;
+constexpr std::size_t kVendorPn = 40;
+constexpr std::size_t kVendorSn = 68;
 constexpr std::size_t kWavelength = 60; // 60, 61 in nm, 62 in 0.01 nm
 constexpr std::size_t kDiagMonType = 92;
 
@@ -22,9 +27,11 @@ uint16_t word(const uint8_t *bytes) {
   return static_cast<uint16_t>((bytes[0] << 8) | bytes[1]);
 }
 
-std::string common_string(const sfp_port_ctx &context, uint32_t index) {
-  char text[SFP_FIELD_VALUE_LEN] = {};
-  return sfp_xcvr_get_string(context.eeprom, index, text, sizeof text) == SFP_RC_OK ? text : "";
+// A 16-byte vendor text field of A0h, whole: a name such as "ACME CORP"
+// keeps its blank, where the library's common strings stop at the first one.
+std::string vendor_field(const sfp_port_ctx &context, std::size_t offset) {
+  constexpr std::size_t kWidth = 16;
+  return field_value({context.eeprom + SFP_IMAGE_A0 + offset, kWidth});
 }
 
 // The live monitor words in their units, calibrated by the library's
@@ -96,9 +103,9 @@ bool has_diagnostics(const sfp_port_ctx &context) {
 
 ModuleView module_view(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
   ModuleView view;
-  view.vendor_name = common_string(context, 0);
-  view.vendor_pn = common_string(context, 1);
-  view.vendor_sn = common_string(context, 2);
+  view.vendor_name = vendor_field(context, kVendorName);
+  view.vendor_pn = vendor_field(context, kVendorPn);
+  view.vendor_sn = vendor_field(context, kVendorSn);
   if (status == nullptr || !has_diagnostics(context)) {
     view.wavelength_nm = stated_wavelength(context, status);
     return view;

@@ -13,8 +13,8 @@
 namespace sfpctl {
 
 struct ModuleView {
-  // As the library's common strings give them: cut at the first blank,
-  // empty when the field does not begin printable.
+  // The A0h text fields, trailing blanks removed (bytes that are not text
+  // are kept; the JSON writer escapes them).
   std::string vendor_name;
   std::string vendor_pn;
   std::string vendor_sn;
