@@ -10,7 +10,20 @@
 // clang-format off
 #define SFPDRV_REPORT_MESSAGES(X)
 
-#define SFPDRV_SNAPSHOT_MESSAGES(X)
+#define SFPDRV_SNAPSHOT_MESSAGES(X) \
+  X(kStatusSpaceNotSupported, 5501, "dd",   "Controller %d Port %d: Status space not supported\n") \
+  X(kStatusTypeReadFailed,    5502, "ddd",  "Controller %d Port %d: errno: sfp HW status sfp type read failed. rc: 0x%x\n") \
+  X(kStatusCallocFailed,      5503, "dd",   "Controller %d Port %d: calloc failed \n ") \
+  X(kStatusFileOpenFailed,    5504, "dd",   "Controller %d Port %d: File open failed \n ") \
+  X(kBitbangFlagsFailed,      5505, "dd",   "Controller %d Port %d: BITBANG read fail for Alarm flags\n") \
+  X(kInvalidFlags,            5506, "dddd", "Controller %d Port %d: HW status Read alarm status %x and warning status %x. But high and low alarms can't occur together, hence invalid status \n") \
+  X(kChannelReadFailed,       5507, "ddd",  "Controller %d Port %d: HW Info tsfp channel number reg read failed. rc: 0x%x\n") \
+  X(kTxDisableReadFailed,     5508, "ddd",  "Controller %d Port %d: HW Info sfp enable/disable reg read failed. rc: 0x%x\n") \
+  X(kInfoNullParams,          5509, "dd",   "Controller %d Port %d: sfp get hw info Null parameters\n") \
+  X(kInfoCallocFailed,        5510, "dd",   "Controller %d Port %d: calloc failed \n ") \
+  X(kInfoFileOpenFailed,      5511, "dd",   "Controller %d Port %d: File open failed \n ") \
+  X(kInfoTypeReadFailed,      5512, "ddd",  "Controller %d Port %d: errno: sfp HW Info sfp type read failed. rc: 0x%x\n") \
+  X(kInfoCableFailed,         5513, "ddd",  "Controller %d Port %d: Failed to identify the sfp is cable. rc: 0x%x\n")
 // clang-format on
 
 namespace sfpdrv::msg {

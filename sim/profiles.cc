@@ -7,6 +7,7 @@
 // and 138, or, for copper modules, which have no A2h, the product ID in A0h
 // byte 192.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <string_view>
 
@@ -58,7 +59,9 @@ constexpr std::size_t kPidWidth = 20;
 constexpr std::size_t kMultiRate = 253; // 3: the module runs at two rates
 
 // A2h lower-half offsets.
-constexpr std::size_t kThresholds = 0; // 5 quantities x 4 limits x 2 bytes
+constexpr std::size_t kThresholds = 0;           // 5 quantities x 4 limits x 2 bytes
+constexpr std::size_t kRxPowerCoefficients = 56; // R4, R3, R2, R1, R0: big-endian floats
+constexpr std::size_t kSlopesOffsets = 76;       // bias, Tx, temperature, Vcc
 constexpr std::size_t kDiagCheck = 95;
 constexpr std::size_t kLiveValues = 96; // temperature, Vcc, bias, Tx, Rx
 
@@ -77,6 +80,8 @@ constexpr uint8_t kPinOptions = 0x1A;
 constexpr uint8_t kTunableOption = 0x40;
 // Byte 92: diagnostics implemented, internally calibrated, average Rx power.
 constexpr uint8_t kDiagInternal = 0x68;
+// Byte 92: diagnostics implemented, externally calibrated, average Rx power.
+constexpr uint8_t kDiagExternal = 0x58;
 // Byte 93: alarm flags, soft TX_DISABLE, soft TX_FAULT, soft RX_LOS.
 constexpr uint8_t kSoftControls = 0xF0;
 
@@ -103,6 +108,18 @@ struct Diagnostics {
   double bias_now;
   double tx_now;
   double rx_now;
+};
+
+// The A/D counts of an externally calibrated module and the constants that
+// turn them into the units of the monitor words.
+struct RawDiagnostics {
+  // Temperature, Vcc, bias, Tx and Rx power, each high alarm, low alarm,
+  // high warning and low warning, as the page orders them.
+  std::array<uint16_t, 20> thresholds;
+  std::array<uint16_t, 5> live;  // temperature, Vcc, bias, Tx, Rx
+  std::array<float, 5> rx_power; // R4, R3, R2, R1, R0
+  // Slope (unsigned 8.8) and offset (signed) of bias, Tx, temperature, Vcc.
+  std::array<uint16_t, 8> slopes_offsets;
 };
 
 uint16_t clamp_raw(double value) {
@@ -176,6 +193,26 @@ public:
     put_u16(live + 4, raw_bias(d.bias_now));
     put_u16(live + 6, raw_power(d.tx_now));
     put_u16(live + 8, raw_power(d.rx_now));
+    return *this;
+  }
+
+  Builder &raw_diagnostics(const RawDiagnostics &d) {
+    diagnostics_ = true;
+    uint8_t *a2 = memory_.a2_lower.data();
+    for (std::size_t i = 0; i < d.thresholds.size(); ++i) {
+      put_u16(a2 + kThresholds + 2 * i, d.thresholds[i]);
+    }
+    for (std::size_t i = 0; i < d.live.size(); ++i) {
+      put_u16(a2 + kLiveValues + 2 * i, d.live[i]);
+    }
+    for (std::size_t i = 0; i < d.rx_power.size(); ++i) {
+      const auto bits = std::bit_cast<uint32_t>(d.rx_power[i]);
+      put_u16(a2 + kRxPowerCoefficients + 4 * i, static_cast<uint16_t>(bits >> 16));
+      put_u16(a2 + kRxPowerCoefficients + 4 * i + 2, static_cast<uint16_t>(bits & 0xffff));
+    }
+    for (std::size_t i = 0; i < d.slopes_offsets.size(); ++i) {
+      put_u16(a2 + kSlopesOffsets + 2 * i, d.slopes_offsets[i]);
+    }
     return *this;
   }
 
@@ -467,6 +504,36 @@ Profile bx_u_1g() {
           b.finish()};
 }
 
+// An externally calibrated optic: its monitor words are A/D counts, which
+// the slopes and offsets (temperature, Vcc, bias, Tx power) and the receive
+// power polynomial turn into the usual units. Calibrated, the limits are
+// 85/-5/80/0 C, 3.6/3.0/3.5/3.1 V, 10/2.2/8.8/2.8 mA, Tx 1.0/0.1/0.7/0.13 mW
+// and Rx 0.6672/0.0112/0.4912/0.0208 mW; the module runs at 32.125 C,
+// 3.29 V, 6.4 mA, Tx 0.4 mW and Rx 0.2334 mW.
+Profile lx_1g_extcal() {
+  constexpr RawDiagnostics kCounts{
+      {0x3480, 0x0780, 0x3200, 0x0A00,  // temperature: x 2.0 - 20 C
+       0x4682, 0x3ACA, 0x448E, 0x3CBE,  // Vcc: x 2.0 - 10 mV
+       0x0C80, 0x0258, 0x0AF0, 0x0320,  // bias: x 1.5 + 0.4 mA
+       0x3390, 0x04B0, 0x23F0, 0x0640,  // Tx: x 0.75 + 10 uW
+       0x2000, 0x0080, 0x1800, 0x0100}, // Rx: x^2 / 2^17 + 0.75 x + 1.6 uW
+      {0x1A10, 0x4074, 0x07D0, 0x1450, 0x0BB8},
+      {0.0F, 0.0F, 0x1p-17F, 0.75F, 16.0F},
+      {0x0180, 200, 0x00C0, 100, 0x0200, 0xEC00, 0x0200, 0xFF9C}};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEthernetCodes, 0x02).a0(kEncoding, k8b10b).a0(kBitRate, 0x0D);
+  b.a0(kLengthSmfKm, 10).a0(kLengthSmf100m, 100).a0(kLengthOm2, 55).a0(kLengthOm1, 55);
+  b.vendor("SL-1GLX-XC", "A1", "SIM26031212", "260326");
+  b.a0_u16(kWavelength, 1310).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagExternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x01);
+  b.raw_diagnostics(kCounts).maker_area("SIMLABCLE3", "74-0530-01", "PX-SFP-1G-LX");
+  // Maker flags: commercial range, temperature compensated, 1 W; -5 to 70 C.
+  b.table_u16(0, 152, 0x5AFB).table_u16(0, 154, 0x4600);
+  return {"1000base-lx-extcal",
+          "1000BASE-LX, 1310 nm single-mode, LC, externally calibrated diagnostics", b.finish()};
+}
+
 Profile blank() {
   return {"blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}};
 }
@@ -511,7 +578,8 @@ const std::vector<Profile> &profiles() {
   static const std::vector<Profile> all{
       sx_1g(),        sr_10g(),        dac_10g(),  sr_25g(),
       tunable_dwdm(), base_t_1g(),     bx_u_1g(),  sr_10g_25g_multirate(),
-      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(), blank()};
+      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(), lx_1g_extcal(),
+      blank()};
   return all;
 }
 

@@ -256,10 +256,10 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
     }
   }
   EXPECT_EQ(sfpsim::find_profile("no-such-module"), nullptr);
-  EXPECT_EQ(
-      with_diagnostics,
-      (std::set<std::string>{"1000base-sx", "10gbase-sr", "25gbase-sr", "10g-tunable-dwdm",
-                             "1000base-bx-u", "10-25g-sr-multirate", "10g-dwdm-ch44", "8gfc-sw"}));
+  EXPECT_EQ(with_diagnostics,
+            (std::set<std::string>{"1000base-sx", "10gbase-sr", "25gbase-sr", "10g-tunable-dwdm",
+                                   "1000base-bx-u", "10-25g-sr-multirate", "10g-dwdm-ch44",
+                                   "8gfc-sw", "1000base-lx-extcal"}));
   Memory edited = sfpsim::find_profile("10gbase-sr")->memory; // repaired by fix_checksums
   for (const std::size_t at : {0, 64, 100}) {                 // one byte under each check
     edited.a0[at] ^= 0x0B;

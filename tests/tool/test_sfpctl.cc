@@ -670,3 +670,137 @@ TEST(sfpctlControl, CommandsPrintTheirStatusAndTheBytesTheyChanged) {
 }
 
 } // namespace
+
+// ---- report, status, info, debug and --json ------------------------------------
+
+std::string data_file(const std::string &name) {
+  std::ostringstream text;
+  text << std::ifstream(std::string(SFPDRV_TEST_DATA) + "/reports/" + name).rdbuf();
+  return text.str();
+}
+
+// The library's texts as they are, for a module made and for one refused.
+TEST(sfpctlReport, ReportAndDebugPrintTheLibrarysTextsAlsoForImagesItRefuses) {
+  for (const auto &[args, file] : std::vector<std::pair<std::string, std::string>>{
+           {"--sim 10gbase-sr report", "10gbase-sr.txt"},
+           {"--sim 1000base-lx-extcal report", "1000base-lx-extcal.txt"},
+           {"--sim 10g-tunable-dwdm debug", "10g-tunable-dwdm.debug.txt"}}) {
+    const ToolRun run = run_sfpctl(args);
+    EXPECT_EQ(run.exit_code, 0) << args << ": " << run.err;
+    EXPECT_EQ(run.out, data_file(file)) << args;
+  }
+  // A bad checksum and text fields that are not printable; then a module of
+  // no known type.
+  sfpsim::Memory odd = sfpsim::find_profile("10gbase-sr")->memory;
+  std::copy_n("\x01SIMLAB", 7, odd.a0.begin() + 20);   // vendor name
+  std::copy_n("SL-\x02\xc3X", 6, odd.a0.begin() + 40); // vendor PN
+  odd.a0[63] ^= 0xff;
+  const std::string path = write_image(odd);
+  ToolRun run = run_sfpctl("--image " + path + " report");
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_NE(run.out.find("\n\tVendor Name: \n\tVendor OUI: 02.5a.11\n\tVendor Part Number: "
+                         "SL-\x02\xc3XSR-DM      (rev.: A1  )"),
+            std::string::npos)
+      << run.out;
+  odd.a0[3] = 0;
+  (void)write_image(odd);
+  run = run_sfpctl("--image " + path + " report");
+  EXPECT_EQ(run.exit_code, 1);
+  EXPECT_TRUE(run.out.starts_with("\nSFP EEPROM  port: 1\n\tXcvr Type: SFP\n\tXcvr Code: Unknown"))
+      << run.out;
+  EXPECT_NE(run.out.find("\n\nDigital Monitoring not supported\n\tCLEI Code: \n\tPart Number:  "
+                         "(ver.: )\n\tTemp/Alarm/Power Flags: Unknown temp range, \n\tMinimum "
+                         "Temp.: 0\n\tMaximum Temp.: 0\n\tProduct Id: \nEEPROM Memory (A0)\n"),
+            std::string::npos)
+      << run.out;
+  EXPECT_NE(run.err.find("sfpctl: report: the module is not supported (Failed - Unknown Xcvr"),
+            std::string::npos)
+      << run.err;
+  std::filesystem::remove(path);
+}
+
+TEST(sfpctlStatus, TableOfQuantitiesThresholdsAndFlags) {
+  const std::string row = " +[-0-9.]+ (C|V|mA|dBm) +"; // value, then four limits
+  expect_run("--sim 10gbase-sr status", 0,
+             {"^QUANTITY +VALUE +HIGH ALARM +HIGH WARNING +LOW WARNING +LOW ALARM +ALARM "
+              "+WARNING$",
+              "^temperature +33.0 C +80.0 C +75.0 C +-5.0 C +-10.0 C +- +-$",
+              "^supply +3.280 V +3.630 V +3.465 V +3.135 V +2.970 V +- +-$",
+              "^tx bias +7.20 mA +13.00 mA" + row, "^tx power +-2.10 dBm +1.50 dBm" + row,
+              "^rx power +-3.40 dBm +1.50 dBm" + row, "^wavelength +850.000 nm$", "^LOS +no$",
+              "^Tx fault +no$", "^Tx disabled +yes$"},
+             {});
+  expect_run("--sim 10g-tunable-dwdm status", 0,
+             {"", "", "", "", "", "", "^wavelength +1566.723 nm$", "^channel +1$", "", "", ""}, {});
+  expect_run("--sim 1000base-t status", 0, {"^diagnostics: none \\(a copper or loopback type\\)$"},
+             {});
+}
+
+// One object of snake_case keys with the unit in the name; null for what the
+// module does not have, JSON escapes for bytes that are not printable.
+TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
+  sfpsim::Memory dark = sfpsim::find_profile("10gbase-sr")->memory;
+  dark.a2_lower[104] = dark.a2_lower[105] = 0; // no light received
+  std::copy_n("SL-\x01\xc3X\x7f", 7, dark.a0.begin() + 40);
+  sfpsim::fix_checksums(dark);
+  const std::string path = write_image(dark);
+  const std::string common = "\"vendor_name\": \"SIMLAB\"";
+  const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
+      {"--sim 10gbase-sr status --json",
+       {common, "\"vendor_pn\": \"SL-10GSR-DM\"", "\"vendor_sn\": \"SIM26030202\"",
+        "\"wavelength_nm\": 850,", "\"temperature_c\": 33,", "\"vcc_v\": 3.28,",
+        "\"tx_bias_ma\": 7.2,", "\"tx_power_mw\": 0.6166,", "\"tx_power_dbm\": -2.09",
+        "\"rx_power_mw\": 0.4571,", "\"rx_power_dbm\": -3.39", "\"temperature_high_alarm_c\": 80,",
+        "\"rx_power_low_alarm_dbm\": -15.00", "\"tx_bias_high_alarm_flag\": false",
+        "\"los\": false", "\"channel\": null"}},
+      {"--sim 10g-dac-1m status --json",
+       {common, "\"wavelength_nm\": null,", "\"temperature_c\": null,", "\"vcc_v\": null,",
+        "\"tx_bias_ma\": null,", "\"tx_power_mw\": null,", "\"tx_power_dbm\": null,",
+        "\"rx_power_mw\": null,", "\"rx_power_dbm\": null,", "\"vcc_high_alarm_v\": null,"}},
+      {"--image " + path + " info --json",
+       {common, "\"vendor_pn\": \"SL-\\u0001\\u00c3X\\u007fR-DM\"", "\"rx_power_mw\": 0,",
+        "\"rx_power_dbm\": null,", "\"pid\": \"PX-SFP-10G-SR\"", "\"type\": 594,",
+        "\"compliance\": 0,"}},
+      {"--sim 10g-tunable-dwdm identify --json",
+       {common, "\"type\": 765,", "\"wavelength_nm\": 1566.723,", "\"pid_check\": \"Supported\"",
+        "\"defaulted\": false"}},
+      {"--sim blank identify --json",
+       {"\"type\": 512,", "\"vendor_name\": \"\",", "\"temperature_c\": null,"}},
+  };
+  for (const auto &[args, needles] : cases) {
+    const ToolRun run = run_sfpctl(args);
+    EXPECT_EQ(lines_of(run.out).size(), 1u) << args;
+    EXPECT_TRUE(run.out.starts_with("{") && run.out.ends_with("}\n")) << args << run.out;
+    for (const std::string &needle : needles) {
+      EXPECT_NE(run.out.find(needle), std::string::npos) << args << ": " << needle << "\n"
+                                                         << run.out;
+    }
+  }
+  std::filesystem::remove(path);
+}
+
+TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
+  const Lines identity = {
+      "^vendor name: +SIMLAB$",     "^vendor pn: +SL-10GSR-DM$",    "^vendor rev: +A1$",
+      "^vendor sn: +SIM26030202$",  "^date code: +260316$",         "^vendor oui: +02:5a:11$",
+      "^pid: +PX-SFP-10G-SR$",      "^clei: +SIMLABCLE2$",          "^version: +V01$",
+      "^type: +594 SFP\\+ 10G SR$", "^compliance: +checksums pass$"};
+  expect_run("--sim 10gbase-sr info", 0, identity, {});
+  sfpsim::Memory memory = sfpsim::find_profile("10gbase-sr")->memory;
+  memory.a0[95] ^= 1;
+  const std::string path = write_image(memory);
+  Lines bad(identity.size(), "");
+  bad.back() = "^compliance: +extended checksum \\(A0h byte 95\\) does not match$";
+  expect_run("--image " + path + " info", 0, bad, {});
+  std::filesystem::remove(path);
+}
+
+TEST(sfpctlHelp, SnapshotCommandsHaveHelpAndJsonOptions) {
+  for (const std::string command : {"report", "status", "info", "debug", "identify"}) {
+    const ToolRun run = run_sfpctl(command + " --help");
+    EXPECT_EQ(run.exit_code, 0) << command;
+    EXPECT_NE(run.out.find("\nUsage: sfpctl " + command + " [OPTIONS]"), std::string::npos);
+    const bool json = command == "status" || command == "info" || command == "identify";
+    EXPECT_EQ(run.out.find("--json") != std::string::npos, json) << command;
+  }
+}

@@ -7,6 +7,8 @@
 #include <CLI/CLI.hpp>
 
 #include "command.h"
+#include "json.h"
+#include "module_view.h"
 #include "session.h"
 #include "status_text.h"
 #include "xcvr_text.h"
@@ -22,9 +24,44 @@ constexpr std::size_t kCataloguePnOffset = SFP_IMAGE_A2_TABLE0 + (138 - 128);
 constexpr std::size_t kCataloguePnWidth = 10;
 constexpr std::size_t kExtComplianceOffset = 36;
 
-void line(const char *label, const std::string &value) {
-  std::printf("%-17s %s\n", label, value.c_str());
-}
+// Where the results go: "label: value" lines, or, with --json, the keys of
+// one object (a result without a key is left out of it).
+class Results {
+public:
+  explicit Results(JsonObject *json) : json_(json) {}
+
+  void line(const char *label, const char *key, const std::string &value) {
+    if (json_ == nullptr) {
+      std::printf("%-17s %s\n", label, value.c_str());
+    } else if (key != nullptr) {
+      json_->text(key, value);
+    }
+  }
+  void flag(const char *label, const char *key, uint32_t flag) {
+    if (json_ == nullptr) {
+      line(label, key, flag != 0 ? "yes" : "no");
+    } else {
+      json_->flag(key, flag != 0);
+    }
+  }
+  void type(sfp_xcvr_type type, const char *name) {
+    if (json_ == nullptr) {
+      line("type:", nullptr, std::to_string(type) + " " + name);
+    } else {
+      json_->integer("type", type).text("type_name", name);
+    }
+  }
+  // With --json: the module's vendor fields, wavelength and live values.
+  void module(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
+    if (json_ != nullptr) {
+      add_module_keys(*json_, module_view(context, status));
+    }
+  }
+  bool json() const { return json_ != nullptr; }
+
+private:
+  JsonObject *json_;
+};
 
 std::string yes_no(uint32_t flag) {
   return flag != 0 ? "yes" : "no";
@@ -55,14 +92,30 @@ public:
   // A module the library refuses is still worth a verdict.
   PortUse port_use() const override { return PortUse::Optional; }
   void add_arguments(CLI::App &sub) override {
+    sub.add_flag("--json", json_,
+                 "Print one JSON object: these results and the module's vendor fields, "
+                 "wavelength and live diagnostics");
     sub.footer("A module the library does not accept gets its type and verdict, and exit status "
                "1. --rate picks the rate of a multi-rate module.");
   }
 
   int run(Session &session) override {
+    JsonObject json;
+    Results out(json_ ? &json : nullptr);
+    const int exit_code = identify(session, out);
+    if (out.json()) {
+      std::fputs(json.str().c_str(), stdout);
+    }
+    return exit_code;
+  }
+
+private:
+  bool json_ = false;
+
+  static int identify(Session &session, Results &out) {
     sfp_port_ctx *port = session.port();
     if (port == nullptr) {
-      return refused(session.failed_port());
+      return refused(session.failed_port(), out);
     }
     sfp_xcvr_type type = 0;
     char name[SFP_XCVR_NAME_LEN + 1] = {};
@@ -74,22 +127,28 @@ public:
     }
     char spaces[64];
     sfp_eeprom_space_supported_to_string(&port->spaces, spaces, sizeof spaces);
-    line("type:", type_text(type, name));
-    line("supported:", sfp_xcvr_supported_to_str(port->supported));
-    line("memory:", spaces);
-    line("multi-rate:", multi_rate(port, type));
-    line("cable:", classified(port, false));
-    line("copper:", classified(port, true));
-    line("dwdm:", dwdm(port, type));
-    line("defaulted:", yes_no(defaulted));
-    part_numbers(port, type);
-    return kExitOk;
+    out.type(type, name);
+    out.line("supported:", "supported", sfp_xcvr_supported_to_str(port->supported));
+    out.line("memory:", "memory", spaces);
+    out.line("multi-rate:", "multi_rate", multi_rate(port, type));
+    out.line("cable:", "cable", classified(port, false));
+    out.line("copper:", "copper", classified(port, true));
+    out.line("dwdm:", "dwdm", dwdm(port, type));
+    out.flag("defaulted:", "defaulted", defaulted);
+    part_numbers(port, type, out);
+    if (!out.json()) {
+      return kExitOk;
+    }
+    sfp_hw_status_rec status{};
+    const bool live =
+        session.checked("status", [&] { return sfp_port_hw_status(port, &status); }) == SFP_RC_OK;
+    out.module(*port, live ? &status : nullptr);
+    return live ? kExitOk : kExitFailure;
   }
 
-private:
   // The creation failed: the library keeps the module's context registered,
   // which still lets the check say what the module is not.
-  static int refused(sfp_port_ctx *context) {
+  static int refused(sfp_port_ctx *context, Results &out) {
     if (context == nullptr) {
       return kExitFailure;
     }
@@ -97,8 +156,9 @@ private:
     sfp_xcvr_type type = SFP_XCVR_TYPE_UNKNOWN;
     const std::string pid = pid_of(context);
     (void)sfp_xcvr_check_supported(context, context->eeprom, &status, &type, pid.c_str());
-    line("type:", type_text(type, sfp_xcvr_get_name_from_type(context, type)));
-    line("supported:", sfp_xcvr_supported_to_str(status));
+    out.type(type, sfp_xcvr_get_name_from_type(context, type));
+    out.line("supported:", "supported", sfp_xcvr_supported_to_str(status));
+    out.module(*context, nullptr);
     return kExitFailure;
   }
 
@@ -139,22 +199,27 @@ private:
 
   // Each part number against its list, then the check that takes the first
   // that decides. A number the module does not carry is not available.
-  static void part_numbers(sfp_port_ctx *port, sfp_xcvr_type type) {
+  static void part_numbers(sfp_port_ctx *port, sfp_xcvr_type type, Results &out) {
     const std::string pid = pid_of(port);
     const std::string catalogue_pn =
         port->spaces.a2 != 0 ? field_value({port->eeprom + kCataloguePnOffset, kCataloguePnWidth})
                              : std::string();
     const std::string vendor_pn = field_value({port->eeprom + kVendorPnOffset, kVendorPnWidth});
     using Check = sfp_rc (*)(sfp_port_ctx *, sfp_xcvr_type, const char *, sfp_xcvr_pid_status *);
+    // The vendor PN is among the module's keys of --json.
     const struct {
       const char *label;
+      const char *key;
       const char *check_label;
+      const char *check_key;
       const std::string &text;
       Check check;
     } fields[] = {
-        {"pid:", "pid check:", pid, &sfp_xcvr_get_pid_supported},
-        {"catalogue pn:", "catalogue check:", catalogue_pn, &sfp_xcvr_get_pn_supported},
-        {"vendor pn:", "vendor pn check:", vendor_pn, &sfp_xcvr_get_vendor_pn_supported},
+        {"pid:", "pid", "pid check:", "pid_check", pid, &sfp_xcvr_get_pid_supported},
+        {"catalogue pn:", "catalogue_pn", "catalogue check:", "catalogue_check", catalogue_pn,
+         &sfp_xcvr_get_pn_supported},
+        {"vendor pn:", nullptr, "vendor pn check:", "vendor_pn_check", vendor_pn,
+         &sfp_xcvr_get_vendor_pn_supported},
     };
     for (const auto &field : fields) {
       sfp_xcvr_pid_status status = SFP_PID_NOT_AVAILABLE;
@@ -162,13 +227,13 @@ private:
       if (!field.text.empty()) {
         rc = field.check(port, type, field.text.c_str(), &status);
       }
-      line(field.label, field.text.empty() ? "-" : printable(field.text));
-      line(field.check_label, check_text(rc, status));
+      out.line(field.label, field.key, field.text.empty() ? "-" : printable(field.text));
+      out.line(field.check_label, field.check_key, check_text(rc, status));
     }
     sfp_xcvr_pid_status status = SFP_PID_NOT_CHECKED;
     const sfp_rc rc = sfp_xcvr_get_pid_ext_supported(port, type, pid.c_str(), catalogue_pn.c_str(),
                                                      vendor_pn.c_str(), &status);
-    line("part check:", check_text(rc, status));
+    out.line("part check:", "part_check", check_text(rc, status));
   }
 };
 

@@ -63,6 +63,10 @@ std::unique_ptr<Command> make_ctle_command();
 std::unique_ptr<Command> make_power_class_command();
 std::unique_ptr<Command> make_admin_command();
 std::unique_ptr<Command> make_phy_speed_command();
+std::unique_ptr<Command> make_report_command();
+std::unique_ptr<Command> make_status_command();
+std::unique_ptr<Command> make_info_command();
+std::unique_ptr<Command> make_debug_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

@@ -12,7 +12,8 @@ constexpr Factory kFactories[] = {
     &make_write_command,       &make_regs_command,    &make_tune_command,
     &make_tx_command,          &make_cdr_command,     &make_ctle_command,
     &make_power_class_command, &make_admin_command,   &make_phy_command,
-    &make_phy_speed_command,   &make_trace_command,
+    &make_phy_speed_command,   &make_report_command,  &make_status_command,
+    &make_info_command,        &make_debug_command,   &make_trace_command,
 };
 
 } // namespace

@@ -1,0 +1,114 @@
+// info: the module's identity as the library's identity snapshot gives it,
+// and whether its identification data passes its checksums.
+#include <cstdio>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "command.h"
+#include "json.h"
+#include "module_view.h"
+#include "session.h"
+#include "xcvr_text.h"
+
+namespace sfpctl {
+namespace {
+
+// The verdict of the identification checksums in words.
+const char *compliance_text(sfp_compliance_result result) {
+  switch (result) {
+  case SFP_COMPLIANCE_OK:
+    return "checksums pass";
+  case SFP_COMPLIANCE_NO_DATA:
+    return "no identification data";
+  case SFP_COMPLIANCE_NOT_CHECKED:
+    return "not checked";
+  case SFP_COMPLIANCE_BASE_CHECKSUM:
+    return "base checksum (A0h byte 63) does not match";
+  case SFP_COMPLIANCE_EXT_CHECKSUM:
+    return "extended checksum (A0h byte 95) does not match";
+  case SFP_COMPLIANCE_VENDOR_CRC:
+    return "vendor CRC (A0h bytes 124..127) does not match";
+  default:
+    return "unknown verdict";
+  }
+}
+
+std::string oui_text(const uint8_t (&oui)[3]) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%02x:%02x:%02x", oui[0], oui[1], oui[2]);
+  return text;
+}
+
+class InfoCommand : public Command {
+public:
+  std::string_view name() const override { return "info"; }
+  std::string_view summary() const override {
+    return "Show the module's identity and whether its identification checksums pass";
+  }
+  void add_arguments(CLI::App &sub) override {
+    sub.add_flag("--json", json_, "Print one JSON object instead of the lines");
+    sub.footer("The identity is the library's snapshot (sfp_port_hw_info): text fields are cut "
+               "at their first blank, and bytes that are not printable show as '.'.");
+  }
+
+  int run(Session &session) override {
+    sfp_port_ctx *port = session.port();
+    sfp_hw_info_rec info{};
+    info.compliance = SFP_COMPLIANCE_NOT_CHECKED;
+    if (session.checked("info", [&] { return sfp_port_hw_info(port, &info); }) != SFP_RC_OK) {
+      return kExitFailure;
+    }
+    if (json_) {
+      return print_json(session, *port, info);
+    }
+    const std::pair<const char *, std::string> lines[] = {
+        {"vendor name:", info.vendor_name},
+        {"vendor pn:", info.vendor_pn},
+        {"vendor rev:", info.vendor_rev},
+        {"vendor sn:", info.vendor_sn},
+        {"date code:", info.date_code},
+        {"vendor oui:", oui_text(info.vendor_oui)},
+        {"pid:", info.pid},
+        {"clei:", info.clei},
+        {"version:", info.version_id},
+        {"type:", std::to_string(info.xcvr_type) + " " + info.type_name},
+        {"compliance:", compliance_text(info.compliance)},
+    };
+    for (const auto &[label, value] : lines) {
+      std::printf("%-13s %s\n", label, printable(value).c_str());
+    }
+    return kExitOk;
+  }
+
+private:
+  int print_json(Session &session, sfp_port_ctx &port, const sfp_hw_info_rec &info) const {
+    sfp_hw_status_rec status{};
+    const bool live =
+        session.checked("status", [&] { return sfp_port_hw_status(&port, &status); }) == SFP_RC_OK;
+    JsonObject json;
+    add_module_keys(json, module_view(port, live ? &status : nullptr));
+    json.text("vendor_rev", info.vendor_rev)
+        .text("date_code", info.date_code)
+        .text("vendor_oui", oui_text(info.vendor_oui))
+        .text("pid", info.pid)
+        .text("clei", info.clei)
+        .text("version", info.version_id)
+        .integer("type", info.xcvr_type)
+        .text("type_name", info.type_name)
+        .integer("compliance", info.compliance)
+        .text("compliance_text", compliance_text(info.compliance));
+    std::fputs(json.str().c_str(), stdout);
+    return live ? kExitOk : kExitFailure;
+  }
+
+  bool json_ = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> make_info_command() {
+  return std::make_unique<InfoCommand>();
+}
+
+} // namespace sfpctl

@@ -1,0 +1,38 @@
+// A small JSON writer for sfpctl's --json output: one object of keys in the
+// order they are added.
+#ifndef SFPCTL_JSON_H
+#define SFPCTL_JSON_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sfpctl {
+
+// `text` as a JSON string with its quotes. Quotes and backslashes are
+// escaped, and every control or non-ASCII byte is written as \u00XX: module
+// text fields are bytes, not UTF-8.
+std::string json_string(std::string_view text);
+
+class JsonObject {
+public:
+  JsonObject &text(std::string_view key, std::string_view value);
+  JsonObject &flag(std::string_view key, bool value);
+  JsonObject &integer(std::string_view key, int64_t value);
+  // A number in the shortest form that reads back as the same float; null
+  // when absent or not finite.
+  JsonObject &number(std::string_view key, std::optional<double> value);
+  JsonObject &null(std::string_view key);
+
+  // The object on one line, with a line end.
+  std::string str() const { return body_ + "}\n"; }
+
+private:
+  JsonObject &raw(std::string_view key, std::string_view value);
+  std::string body_ = "{";
+};
+
+} // namespace sfpctl
+
+#endif // SFPCTL_JSON_H
