@@ -3,7 +3,6 @@
 #include <cstring>
 #include <functional>
 
-#include "common/alloc.h"
 #include "qsa_harness.h"
 
 namespace {
@@ -195,27 +194,6 @@ TEST_F(QsaOperationsTest, IdentityRecordAndChecksumsOfTheAdapterImage) {
   sfp_compliance_result result = 9;
   EXPECT_EQ(qsa_xcvr_check_compliance(nullptr, &result), SFP_RC_OK);
   EXPECT_EQ(result, SFP_COMPLIANCE_NO_DATA);
-}
-
-TEST_F(QsaOperationsTest, ReportWithoutAnSfp) {
-  qsa_port_ctx *port = create_adapter(new_adapter());
-  char dump[2][1936];
-  plug_eeprom_page_to_ascii(port->adapter_eeprom, 0, dump[0], sizeof dump[0], 128);
-  plug_eeprom_page_to_ascii(port->adapter_eeprom, 128, dump[1], sizeof dump[1], 128);
-  char *text = nullptr;
-  uint32_t size = 0;
-  ASSERT_EQ(qsa_port_phy_reg_decode(port, &text, &size), SFP_RC_OK);
-  const std::string expected = std::string("\n SFP NOT INSERTED \n") +
-                               "\nMSA Data LOWER PAGE (QSA)\n" + dump[0] +
-                               "\nMSA Data UPPER PAGE (QSA)\n" + dump[1];
-  EXPECT_EQ(text, expected);
-  EXPECT_EQ(size, expected.size() + 1);
-  std::free(text);
-
-  text = nullptr;
-  sfpdrv::testing::fail_allocation(1);
-  EXPECT_EQ(qsa_port_phy_reg_decode(port, &text, &size), SFP_RC_NO_MEMORY);
-  EXPECT_EQ(text, nullptr);
 }
 
 } // namespace

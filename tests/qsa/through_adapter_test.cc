@@ -3,6 +3,7 @@
 // it.
 #include <cstring>
 
+#include "common/alloc.h"
 #include "qsa_harness.h"
 #include "sfpdrv/phy.h"
 
@@ -10,6 +11,12 @@ using qsatest::bus_summary;
 using qsatest::texts_of;
 
 namespace {
+
+// A record's bytes: the records are cleared whole before they are filled, so
+// their padding compares too.
+template <typename Record> std::string bytes_of(const Record &record) {
+  return {reinterpret_cast<const char *>(&record), sizeof record};
+}
 
 class ThroughAdapterTest : public qsatest::QsaTest {};
 
@@ -74,18 +81,18 @@ TEST_F(ThroughAdapterTest, ForwardedOperationsMatchADirectlyAttachedModule) {
     EXPECT_STREQ(names[1], names[0]);
     EXPECT_EQ(defaulted, 0u);
 
-    sfp_hw_status_rec status[2];
+    sfp_hw_status_rec status[2] = {};
     ASSERT_EQ(sfp_port_hw_status(direct, &status[0]), SFP_RC_OK);
     adapter.set_lower(sfpsim::Adapter::kTxDisable, 1);
     ASSERT_EQ(qsa_port_hw_status(port, &status[1]), SFP_RC_OK);
     EXPECT_EQ(status[1].tx_disabled, 1u);
     status[1].tx_disabled = status[0].tx_disabled;
-    EXPECT_EQ(std::memcmp(&status[0], &status[1], sizeof status[0]), 0);
+    EXPECT_EQ(bytes_of(status[0]), bytes_of(status[1]));
 
     sfp_hw_info_rec info[3] = {};
     sfp_port_hw_info(direct, &info[0]);
     EXPECT_EQ(qsa_port_hw_info(port, &info[1], &info[2]), SFP_RC_OK);
-    EXPECT_EQ(std::memcmp(&info[0], &info[1], sizeof info[0]), 0);
+    EXPECT_EQ(bytes_of(info[0]), bytes_of(info[1]));
     EXPECT_STREQ(info[2].type_name, "PX-QSA-10G") << "the adapter's own";
 
     char *dumps[2] = {};
@@ -130,7 +137,8 @@ TEST_F(ThroughAdapterTest, AdminStateForwardsAndAFailedStatusIsReported) {
 }
 
 // An SFP pulled before the next insertion poll still has its port, but no
-// operation forwards to it any more.
+// operation forwards to it any more: the report is the note and the
+// adapter's two pages.
 TEST_F(ThroughAdapterTest, NothingIsForwardedOnceTheSfpIsPulled) {
   sfpsim::Adapter &adapter = new_adapter("1000base-t");
   qsa_port_ctx *port = create_adapter(adapter);
@@ -146,7 +154,7 @@ TEST_F(ThroughAdapterTest, NothingIsForwardedOnceTheSfpIsPulled) {
   EXPECT_EQ(qsa_port_hw_status(port, &status), SFP_RC_OK);
   sfp_hw_status_rec only_tx_disabled{};
   only_tx_disabled.tx_disabled = 1;
-  EXPECT_EQ(std::memcmp(&status, &only_tx_disabled, sizeof status), 0);
+  EXPECT_EQ(bytes_of(status), bytes_of(only_tx_disabled));
   char *text = nullptr;
   uint32_t size = 0;
   EXPECT_EQ(qsa_port_read_reg(port, &text, &size), SFP_RC_OK);
@@ -155,8 +163,19 @@ TEST_F(ThroughAdapterTest, NothingIsForwardedOnceTheSfpIsPulled) {
   EXPECT_EQ(qsa_port_get_state(port, &link), SFP_RC_OK);
   EXPECT_EQ(link, 9);
   ASSERT_EQ(qsa_port_phy_reg_decode(port, &text, &size), SFP_RC_OK);
-  EXPECT_TRUE(std::string(text).starts_with("\n SFP NOT INSERTED \n\nMSA Data LOWER PAGE"));
+  char dump[2][1936];
+  plug_eeprom_page_to_ascii(port->adapter_eeprom, 0, dump[0], sizeof dump[0], 128);
+  plug_eeprom_page_to_ascii(port->adapter_eeprom, 128, dump[1], sizeof dump[1], 128);
+  const std::string expected = std::string("\n SFP NOT INSERTED \n") +
+                               "\nMSA Data LOWER PAGE (QSA)\n" + dump[0] +
+                               "\nMSA Data UPPER PAGE (QSA)\n" + dump[1];
+  EXPECT_EQ(text, expected);
+  EXPECT_EQ(size, expected.size() + 1);
   std::free(text);
+  text = nullptr;
+  sfpdrv::testing::fail_allocation(1);
+  EXPECT_EQ(qsa_port_phy_reg_decode(port, &text, &size), SFP_RC_NO_MEMORY);
+  EXPECT_EQ(text, nullptr);
   EXPECT_NE(port->sfp_port, nullptr);
 }
 
