@@ -139,6 +139,13 @@ template <const TraceMsg &ReadFailed> bool qsa_sfp_present(qsa_port_ctx *port) {
   return presence == SfpPresence::Seated;
 }
 
+// Whether an adapter operation forwards to the SFP port: only when the port
+// has one and the presence bit says the SFP is still seated (an unreadable
+// bit counts as absent and is traced with ReadFailed).
+template <const TraceMsg &ReadFailed> bool qsa_forwarding(qsa_port_ctx &port) {
+  return port.sfp_port != nullptr && qsa_sfp_present<ReadFailed>(&port);
+}
+
 // True when the adapter answers with extended identifier 0xF2; otherwise
 // traces the caller's ReadFailed ("Port %d: QSA present read failed : Read
 // error\n") or NotPresent ("Port %d: Error: QSA is not present, Ext id :%u\n")

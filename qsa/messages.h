@@ -61,7 +61,24 @@
   X(kOirRemoved,             6224, "dsss", "Port %d: sfp is removed, OIR reported becauseqsa_is_sfp_inserted:%s, qsa_sfp_instantiated %s,qsa_sfp_swapped %s\n") \
   X(kOirTxWriteFailed,       6225, "d",    "Port %d: Error: Failed in QSA TX Diable register write\n")
 
-#define SFPDRV_QSA_OPERATION_MESSAGES(X)
+#define SFPDRV_QSA_OPERATION_MESSAGES(X) \
+  X(kOpTxEnableWriteFailed,  6301, "d",    "Port %d: Error: Failed in QSA TX Diable register write\n") \
+  X(kOpTxDisableWriteFailed, 6302, "d",    "Port %d: Error: Failed in QSA TX Diable register write\n") \
+  X(kOpReadRegPresenceFailed, 6303, "d",   "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpGetTypeNullParams,    6304, "d",    "Port %d: QSA Get type Null parameters\n") \
+  X(kOpGetTypePresenceFailed, 6305, "d",   "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpGetTypeExtIdReadFailed, 6306, "d",  "Port %d: QSA present read failed : Read error\n") \
+  X(kOpGetTypeNotPresent,    6307, "dd",   "Port %d: Error: QSA is not present, Ext id :%u\n") \
+  X(kOpAdminPresenceFailed,  6308, "d",    "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpAdminTxWriteFailed,   6309, "d",    "Port %d: Error: Failed in QSA TX Diable register write\n") \
+  X(kOpAdminSfpFailed,       6310, "dd",   "Port %d: sfp HW admin_state failed. rc 0x%x\n") \
+  X(kOpPhySpeedPresenceFailed, 6311, "d",  "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpPhySpeedFailed,       6312, "d",    "Port %d: Failed to set PHY speed\n") \
+  X(kOpHwStatusPresenceFailed, 6313, "d",  "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpHwStatusSfpFailed,    6314, "",     "qsa port sfp read hw_status failed/invalid\n") \
+  X(kOpHwInfoPresenceFailed, 6315, "d",    "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpGetStatePresenceFailed, 6316, "d",  "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpDecodePresenceFailed, 6317, "d",    "Port %d: QSA sfp present read failed : Read error\n")
 // clang-format on
 
 namespace sfpdrv::msg {
@@ -90,6 +107,9 @@ inline constexpr const char *kPortInitFailed = "qsa port init failed \n";
 inline constexpr const char *kDeleteFailed = "qsa port delete failed \n";
 inline constexpr const char *kDeleteNotFound = "qsa port context find and delete : NULL port \n";
 inline constexpr const char *kTypeCheckHdlFailed = "qsa port qsa type check hdl failed \n";
+inline constexpr const char *kReadCheckHdlFailed = "qsa port read check hdl failed \n";
+inline constexpr const char *kReadRegCheckHdlFailed = "qsa port read reg check hdl failed \n";
+inline constexpr const char *kWriteCheckHdlFailed = "qsa port write check hdl failed \n";
 } // namespace sfpdrv::qsa_stderr_text
 
 #endif // SFPDRV_QSA_MESSAGES_H

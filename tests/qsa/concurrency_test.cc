@@ -85,6 +85,50 @@ TEST_F(QsaConcurrencyTest, LockedOperationsAndPollsOnOneAndTwoPortsStayConsisten
   EXPECT_EQ(sfptest::registry().size(), 1u);
 }
 
+// The adapter operations themselves, each under the port lock, with polls
+// in between: every answer stays the seated module's.
+TEST_F(QsaConcurrencyTest, AdapterOperationsAndPollsFromSeveralThreads) {
+  qsa_port_ctx *ports[2] = {create_adapter(new_adapter("10gbase-sr")),
+                            create_adapter(new_adapter("1000base-sx"))};
+  ASSERT_TRUE(ports[0]->sfp_port != nullptr && ports[1]->sfp_port != nullptr);
+  std::atomic<int> failures{0};
+  const auto check = [&](bool ok) { failures += ok ? 0 : 1; };
+  const std::function<void(qsa_port_ctx *)> operations[] = {
+      [&](qsa_port_ctx *port) {
+        sfp_hw_status_rec rec;
+        check(qsa_port_hw_status(port, &rec) == SFP_RC_OK && rec.filled == 1);
+      },
+      [&](qsa_port_ctx *port) {
+        sfp_xcvr_type type = 0;
+        char name[64];
+        uint32_t defaulted = 0;
+        check(qsa_port_type(port, &type, name, sizeof name, &defaulted) == SFP_RC_OK &&
+              type == port->sfp_type);
+      },
+      [&](qsa_port_ctx *port) { check(qsa_port_admin_state(port, 1, 1) == SFP_RC_OK); },
+      [&](qsa_port_ctx *port) {
+        uint8_t serial[16] = {};
+        check(qsa_port_read(port, 196, QSA_PAGE_UPPER(4), 16, serial) == SFP_RC_OK &&
+              std::memcmp(serial, port->sfp_port->eeprom + 68, 16) == 0);
+      },
+      [&](qsa_port_ctx *port) { check(qsa_port_detect_sfp_oir(port) == SFP_RC_OK); },
+  };
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < std::size(operations); ++t) {
+    threads.emplace_back([&, t] {
+      for (std::size_t i = 0; i < 30; ++i) {
+        // Half the threads stay on port 0, the others alternate.
+        operations[(t + i) % std::size(operations)](ports[t % 2 == 0 ? 0 : i % 2]);
+      }
+    });
+  }
+  for (auto &thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(sfptest::registry().size(), 2u) << "no poll saw a change";
+}
+
 qsa_port_ctx *g_reentered = nullptr;
 std::vector<sfp_rc> g_reentry_status;
 

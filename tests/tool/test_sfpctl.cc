@@ -804,3 +804,54 @@ TEST(sfpctlHelp, SnapshotCommandsHaveHelpAndJsonOptions) {
     EXPECT_EQ(run.out.find("--json") != std::string::npos, json) << command;
   }
 }
+
+// The insertion poll through the default script: an insertion, an unchanged
+// SFP, a swap and a removal, each with what the adapter and the platform do.
+TEST(sfpctlQsa, PollPlaysTheDefaultScript) {
+  const std::string reported = "^  qsa_evt: Port 1: OIR reported because qsa_is_sfp_inserted:true,";
+  const Lines notified = {"^  notification: phase 0$", "^  notification: phase 1$"};
+  const std::string sr = "594 SFP\\+ 10G SR, serial SIM26030202$";
+  const std::string sx = "529 SFP 1G 1000BASE-SX, serial SIM26030101$";
+  Lines out = {"^insert 10gbase-sr$", "^poll$", "^  status 0 \\(ok\\)$",
+               reported + "qsa_sfp_instantiated false,qsa_sfp_swapped false$"};
+  out.insert(out.end(), notified.begin(), notified.end());
+  out.insert(out.end(),
+             {"^  sfp port: none$", "^  platform: adapter port created again: status 0",
+              "^  sfp port: " + sr, "^poll$", "^  status 0", "^  sfp port: " + sr,
+              "^swap for 1000base-sx$", "^poll$", "^  status 0",
+              "^  qsa_evt: Port 1: SFP is Swapped, new sfp serial number read SIM26030101",
+              reported + "qsa_sfp_instantiated true,qsa_sfp_swapped true$"});
+  out.insert(out.end(), notified.begin(), notified.end());
+  out.insert(out.end(), {"^  sfp port: " + sr, "^  platform: adapter port created again: status 0",
+                         "^  sfp port: " + sx, "^remove$", "^poll$", "^  status 0",
+                         "^  qsa_evt: Port 1: sfp is removed, OIR reported becauseqsa_is_sfp_"
+                         "inserted:false, qsa_sfp_instantiated true,qsa_sfp_swapped false$"});
+  out.insert(out.end(), notified.begin(), notified.end());
+  out.push_back("^  sfp port: none$");
+  expect_run("qsa poll", 0, out, {});
+  expect_run("qsa poll --script insert:1000base-sx,poll,dance", 2, {},
+             {"^sfpctl: qsa poll: --script: cannot take 'dance'"});
+}
+
+// Behind the adapter: its own type and transmitter, adapter page codes, and
+// the commands it does not pass on.
+TEST(sfpctlQsa, CommandsThroughTheAdapter) {
+  const ToolRun identify = run_sfpctl("--qsa identify");
+  EXPECT_EQ(identify.exit_code, 0) << identify.err;
+  EXPECT_TRUE(std::regex_search(
+      identify.out, std::regex("^type: +594 SFP\\+ 10G SR\nadapter: +855 PX-QSA-10G\n")))
+      << identify.out;
+  // The SFP's own transmitter stays on; the adapter's was switched off at
+  // creation.
+  const ToolRun status = run_sfpctl("--qsa status");
+  EXPECT_EQ(status.exit_code, 0) << status.err;
+  EXPECT_NE(status.out.find("\nTx disabled  yes\n"), std::string::npos) << status.out;
+  expect_run("--qsa read 0xA00 222 1", 0, {"^0x00de:  f2 "}, {});
+  expect_run("--qsa tx on", 0, {"^tx on: status 0", "^adapter byte 86: 0x01 -> 0x00$"}, {});
+  expect_run("read 0xA04 128 16", 2, {}, {"^sfpctl: read: page 0xA04 is an adapter page code"});
+  expect_run("--qsa read 0 0 1", 2, {}, {"^sfpctl: read: with --qsa PAGE is an adapter page"});
+  for (const char *command : {"cdr on", "ctle on", "power-class high", "tune 1", "create"}) {
+    expect_run(std::string("--qsa ") + command, 2, {},
+               {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\)"});
+  }
+}

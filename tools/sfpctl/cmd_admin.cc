@@ -32,7 +32,8 @@ public:
     sub.footer(
         std::string("up switches on Tx CDR, CTLE and the transmitter and, on a 25G optic, "
                     "clears its latched fault flags; down switches them off. Coming up and up "
-                    "to up apply a stored PHY speed (see phy-speed). ") +
+                    "to up apply a stored PHY speed (see phy-speed). With --qsa the adapter's "
+                    "transmitter (adapter byte 86) follows the state too. ") +
         kControlFooter);
   }
 
@@ -42,6 +43,11 @@ public:
     const uint32_t pre = previous ? 1 : 0;
     const uint32_t state = up_ ? 1 : 0;
     const std::string what = "admin " + up_down(previous) + " to " + up_down(up_);
+    if (qsa_port_ctx *adapter = session.adapter_port(); adapter != nullptr) {
+      return run_control(session, what, [adapter, pre, state] {
+        return qsa_port_admin_state(adapter, pre, state);
+      });
+    }
     return run_control(session, what,
                        [port, pre, state] { return sfp_port_admin_state(port, pre, state); });
   }

@@ -11,6 +11,8 @@ namespace {
 class CdrCommand : public Command {
 public:
   std::string_view name() const override { return "cdr"; }
+  // The adapter takes no signal-conditioning requests for the SFP behind it.
+  bool behind_adapter() const override { return false; }
   std::string_view summary() const override {
     return "Switch a 25G optic's Tx CDR on or off (A2h byte 120 bits 1 and 2)";
   }

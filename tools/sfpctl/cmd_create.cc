@@ -94,6 +94,8 @@ CLI::Validator count_or_never() {
 class CreateCommand : public Command {
 public:
   std::string_view name() const override { return "create"; }
+  // Behind an adapter the adapter port creates the SFP port, its own way.
+  bool behind_adapter() const override { return false; }
   std::string_view summary() const override {
     return "Create the port and show what creation did: identity, module state, waits";
   }

@@ -18,6 +18,8 @@ constexpr uint32_t kWholeByte = 0xff;
 class CtleCommand : public Command {
 public:
   std::string_view name() const override { return "ctle"; }
+  // The adapter takes no signal-conditioning requests for the SFP behind it.
+  bool behind_adapter() const override { return false; }
   std::string_view summary() const override {
     return "Switch a 25G/50G optic's adaptive CTLE on or off, or set its Tx peaking value";
   }

@@ -96,7 +96,9 @@ public:
                  "Print one JSON object: these results and the module's vendor fields, "
                  "wavelength and live diagnostics");
     sub.footer("A module the library does not accept gets its type and verdict, and exit status "
-               "1. --rate picks the rate of a multi-rate module.");
+               "1. --rate picks the rate of a multi-rate module. With --qsa the type is the "
+               "adapter port's (qsa_port_type: the SFP's, or the adapter's own when no SFP is "
+               "seated) and an adapter line names the adapter itself.");
   }
 
   int run(Session &session) override {
@@ -114,20 +116,31 @@ private:
 
   static int identify(Session &session, Results &out) {
     sfp_port_ctx *port = session.port();
-    if (port == nullptr) {
+    qsa_port_ctx *adapter = session.adapter_port();
+    if (port == nullptr && adapter == nullptr) {
       return refused(session.failed_port(), out);
     }
     sfp_xcvr_type type = 0;
     char name[SFP_XCVR_NAME_LEN + 1] = {};
     uint32_t defaulted = 0;
     if (session.checked("identify", [&] {
-          return sfp_port_type(port, &type, name, sizeof name, &defaulted);
+          return adapter != nullptr ? qsa_port_type(adapter, &type, name, sizeof name, &defaulted)
+                                    : sfp_port_type(port, &type, name, sizeof name, &defaulted);
         }) != SFP_RC_OK) {
       return kExitFailure;
     }
+    out.type(type, name);
+    if (adapter != nullptr) {
+      // The adapter's own type and product identifier, whatever sits in it.
+      sfp_hw_info_rec own{};
+      qsa_port_copy_hw_info(adapter, &own);
+      out.line("adapter:", "adapter", type_text(own.xcvr_type, own.type_name));
+      if (port == nullptr) {
+        return kExitOk;
+      }
+    }
     char spaces[64];
     sfp_eeprom_space_supported_to_string(&port->spaces, spaces, sizeof spaces);
-    out.type(type, name);
     out.line("supported:", "supported", sfp_xcvr_supported_to_str(port->supported));
     out.line("memory:", "memory", spaces);
     out.line("multi-rate:", "multi_rate", multi_rate(port, type));
@@ -140,8 +153,10 @@ private:
       return kExitOk;
     }
     sfp_hw_status_rec status{};
-    const bool live =
-        session.checked("status", [&] { return sfp_port_hw_status(port, &status); }) == SFP_RC_OK;
+    const bool live = session.checked("status", [&] {
+      return adapter != nullptr ? qsa_port_hw_status(adapter, &status)
+                                : sfp_port_hw_status(port, &status);
+    }) == SFP_RC_OK;
     out.module(*port, live ? &status : nullptr);
     return live ? kExitOk : kExitFailure;
   }

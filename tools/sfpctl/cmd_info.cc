@@ -14,8 +14,15 @@
 namespace sfpctl {
 namespace {
 
-// The verdict of the identification checksums in words.
-const char *compliance_text(sfp_compliance_result result) {
+// The verdict of the identification checksums in words; an adapter's are
+// the QSFP check bytes of its upper page 0.
+const char *compliance_text(sfp_compliance_result result, bool adapter = false) {
+  if (adapter && result == SFP_COMPLIANCE_BASE_CHECKSUM) {
+    return "base checksum (CC_BASE, byte 191) does not match";
+  }
+  if (adapter && result == SFP_COMPLIANCE_EXT_CHECKSUM) {
+    return "extended checksum (CC_EXT, byte 223) does not match";
+  }
   switch (result) {
   case SFP_COMPLIANCE_OK:
     return "checksums pass";
@@ -50,45 +57,87 @@ public:
     sub.add_flag("--json", json_, "Print one JSON object instead of the lines");
     sub.footer("The identity is the library's snapshot (sfp_port_hw_info), whose text fields "
                "are cut at their first blank; vendor name, part number and serial number are "
-               "shown whole. Bytes that are not printable show as '.'.");
+               "shown whole. Bytes that are not printable show as '.'. With --qsa "
+               "(qsa_port_hw_info) the adapter's own identity follows, copied from its memory "
+               "as it stands, with its QSFP checksums.");
   }
 
   int run(Session &session) override {
     sfp_port_ctx *port = session.port();
+    qsa_port_ctx *adapter = session.adapter_port();
     sfp_hw_info_rec info{};
     info.compliance = SFP_COMPLIANCE_NOT_CHECKED;
-    if (session.checked("info", [&] { return sfp_port_hw_info(port, &info); }) != SFP_RC_OK) {
+    sfp_hw_info_rec adapter_info{};
+    if (session.checked("info", [&] {
+          return adapter != nullptr ? qsa_port_hw_info(adapter, &info, &adapter_info)
+                                    : sfp_port_hw_info(port, &info);
+        }) != SFP_RC_OK) {
       return kExitFailure;
     }
     if (json_) {
-      return print_json(session, *port, info);
+      return print_json(session, port, info, adapter != nullptr ? &adapter_info : nullptr);
     }
-    const ModuleView view = module_view(*port, nullptr);
+    if (port != nullptr) {
+      const ModuleView view = module_view(*port, nullptr);
+      print_lines(info, false, &view);
+    }
+    if (adapter != nullptr) {
+      std::printf("%sadapter (its own memory, not trimmed):\n", port != nullptr ? "\n" : "");
+      print_lines(adapter_info, true, nullptr);
+    }
+    return kExitOk;
+  }
+
+private:
+  // An SFP's vendor name, part number and serial number come whole from its
+  // view; the adapter's are its record's as they stand.
+  static void print_lines(const sfp_hw_info_rec &info, bool adapter, const ModuleView *view) {
     const std::pair<const char *, std::string> lines[] = {
-        {"vendor name:", view.vendor_name},
-        {"vendor pn:", view.vendor_pn},
+        {"vendor name:", view != nullptr ? view->vendor_name : std::string(info.vendor_name)},
+        {"vendor pn:", view != nullptr ? view->vendor_pn : std::string(info.vendor_pn)},
         {"vendor rev:", info.vendor_rev},
-        {"vendor sn:", view.vendor_sn},
+        {"vendor sn:", view != nullptr ? view->vendor_sn : std::string(info.vendor_sn)},
         {"date code:", info.date_code},
         {"vendor oui:", oui_text(info.vendor_oui)},
         {"pid:", info.pid},
         {"clei:", info.clei},
         {"version:", info.version_id},
         {"type:", std::to_string(info.xcvr_type) + " " + info.type_name},
-        {"compliance:", compliance_text(info.compliance)},
+        {"compliance:", compliance_text(info.compliance, adapter)},
     };
     for (const auto &[label, value] : lines) {
       std::printf("%-13s %s\n", label, printable(value).c_str());
     }
-    return kExitOk;
   }
 
-private:
-  int print_json(Session &session, sfp_port_ctx &port, const sfp_hw_info_rec &info) const {
-    sfp_hw_status_rec status{};
-    const bool live =
-        session.checked("status", [&] { return sfp_port_hw_status(&port, &status); }) == SFP_RC_OK;
+  // With --qsa the adapter's identity follows as "adapter_" keys; the SFP's
+  // keys are left out when no SFP port is behind it.
+  static int print_json(Session &session, sfp_port_ctx *port, const sfp_hw_info_rec &info,
+                        const sfp_hw_info_rec *adapter_info) {
     JsonObject json;
+    bool live = true;
+    if (port != nullptr) {
+      live = add_sfp_keys(session, *port, info, json);
+    }
+    if (adapter_info != nullptr) {
+      json.text("adapter_vendor_name", printable(adapter_info->vendor_name))
+          .text("adapter_vendor_pn", printable(adapter_info->vendor_pn))
+          .text("adapter_vendor_sn", printable(adapter_info->vendor_sn))
+          .integer("adapter_type", adapter_info->xcvr_type)
+          .text("adapter_type_name", adapter_info->type_name)
+          .integer("adapter_compliance", adapter_info->compliance);
+    }
+    std::fputs(json.str().c_str(), stdout);
+    return live ? kExitOk : kExitFailure;
+  }
+
+  static bool add_sfp_keys(Session &session, sfp_port_ctx &port, const sfp_hw_info_rec &info,
+                           JsonObject &json) {
+    sfp_hw_status_rec status{};
+    const bool live = session.checked("status", [&] {
+      return session.adapter_port() != nullptr ? qsa_port_hw_status(session.adapter_port(), &status)
+                                               : sfp_port_hw_status(&port, &status);
+    }) == SFP_RC_OK;
     add_module_keys(json, module_view(port, live ? &status : nullptr));
     json.text("vendor_rev", info.vendor_rev)
         .text("date_code", info.date_code)
@@ -100,8 +149,7 @@ private:
         .text("type_name", info.type_name)
         .integer("compliance", info.compliance)
         .text("compliance_text", compliance_text(info.compliance));
-    std::fputs(json.str().c_str(), stdout);
-    return live ? kExitOk : kExitFailure;
+    return live;
   }
 
   bool json_ = false;

@@ -1,5 +1,6 @@
 // phy: the copper PHY of a 1000BASE-T module, reached over the module's bus.
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -57,7 +58,9 @@ public:
       form->set_help_flag("-h,--help", "Print this help and exit");
     }
     sub.footer("Registers are clause 22 numbers (22 selects the page: 0 copper, 1 fiber side). "
-               "Numbers are decimal or hex with 0x. --log shows every PHY transfer.");
+               "Numbers are decimal or hex with 0x. --log shows every PHY transfer. With --qsa "
+               "the PHY is reached through the adapter's page 0xAC (bytes 2r and 2r + 1), and "
+               "link also shows the adapter's link state (qsa_port_get_state).");
   }
 
   void configure(GlobalOptions &options) const override {
@@ -68,6 +71,10 @@ public:
 
   int run(Session &session) override {
     sfp_port_ctx *port = session.port();
+    if (port == nullptr) {
+      print_error("phy: no SFP port behind the adapter");
+      return kExitFailure;
+    }
     if (port->phy_access == nullptr) {
       print_error("phy: the module has no copper PHY (type " + std::to_string(port->xcvr_type) +
                   " " + printable(port->xcvr_name) + ")");
@@ -113,6 +120,17 @@ private:
   }
 
   static int link(Session &session) {
+    // The adapter's own view, register 17 read once through its PHY mirror,
+    // first: the full query below leaves the PHY's fiber side selected.
+    std::optional<uint8_t> adapter_link;
+    if (qsa_port_ctx *adapter = session.adapter_port(); adapter != nullptr) {
+      uint8_t state = 0;
+      if (session.checked("adapter link", [&] { return qsa_port_get_state(adapter, &state); }) !=
+          SFP_RC_OK) {
+        return kExitFailure;
+      }
+      adapter_link = state;
+    }
     uint32_t link = 0;
     uint32_t speed = 0;
     uint32_t fiber = 0;
@@ -123,6 +141,9 @@ private:
     }
     std::printf("copper link: %s, %u Mb/s\n", up_down(link).c_str(), speed);
     std::printf("fiber link: %s\n", up_down(fiber).c_str());
+    if (adapter_link) {
+      std::printf("adapter link: %s\n", up_down(*adapter_link).c_str());
+    }
     return kExitOk;
   }
 

@@ -47,19 +47,29 @@ public:
   }
 
   int run(Session &session) override {
-    sfp_port_ctx *port = session.port();
-    if (up_ && session.checked("admin up", [port] { return sfp_port_admin_state(port, 0, 1); }) !=
-                   SFP_RC_OK) {
+    qsa_port_ctx *adapter = session.adapter_port();
+    if (up_ && session.checked("admin up", [&session, adapter] {
+          return adapter != nullptr ? qsa_port_admin_state(adapter, 0, 1)
+                                    : sfp_port_admin_state(session.port(), 0, 1);
+        }) != SFP_RC_OK) {
       return kExitFailure;
     }
+    // Behind an adapter there may be no SFP port to forward to.
+    sfp_port_ctx *port = session.port();
     const uint32_t autoneg = autoneg_ ? SFP_PHY_AN_ON : SFP_PHY_AN_FORCED;
-    const std::string what = "phy-speed " + std::to_string(speed_) + " (" + autoneg_text(autoneg) +
-                             ", port " + (port->admin_state != 0 ? "up" : "down") + ")";
+    const std::string state = port == nullptr          ? "no SFP port"
+                              : port->admin_state != 0 ? "port up"
+                                                       : "port down";
+    const std::string what =
+        "phy-speed " + std::to_string(speed_) + " (" + autoneg_text(autoneg) + ", " + state + ")";
     return run_control(
         session, what,
-        [this, port, autoneg] { return sfp_port_set_phy_speed(port, speed_, autoneg); },
+        [this, port, adapter, autoneg] {
+          return adapter != nullptr ? qsa_port_set_sfp_phy_speed(adapter, speed_, autoneg)
+                                    : sfp_port_set_phy_speed(port, speed_, autoneg);
+        },
         [port] {
-          if (port->phy_speed == 0) {
+          if (port == nullptr || port->phy_speed == 0) {
             std::puts("stored: none");
           } else {
             std::printf("stored: %u Mb/s, %s\n", port->phy_speed,

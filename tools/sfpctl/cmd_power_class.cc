@@ -11,6 +11,8 @@ namespace {
 class PowerClassCommand : public Command {
 public:
   std::string_view name() const override { return "power-class"; }
+  // The adapter takes no signal-conditioning requests for the SFP behind it.
+  bool behind_adapter() const override { return false; }
   std::string_view summary() const override {
     return "Set a 25G or 50G optic's power level: low (1) or high (2/3) (A2h byte 118 bit 0)";
   }

@@ -1,4 +1,5 @@
-// read: a hex dump of module memory read through sfp_port_read.
+// read: a hex dump of module memory read through sfp_port_read, or of
+// adapter memory through qsa_port_read with --qsa.
 #include <cstdio>
 #include <vector>
 
@@ -28,8 +29,14 @@ public:
   }
 
   int run(Session &session) override {
+    if (!page_for_port(session.adapter() != nullptr, page_, "read")) {
+      return kExitUsage;
+    }
     std::vector<uint8_t> bytes(length_);
     const sfp_rc rc = session.checked("read", [&] {
+      if (session.adapter() != nullptr) {
+        return qsa_port_read(session.adapter_port(), offset_, page_, length_, bytes.data());
+      }
       return sfp_port_read(session.port(), offset_, page_, length_, bytes.data());
     });
     if (rc != SFP_RC_OK) {

@@ -21,8 +21,13 @@ public:
   int run(Session &session) override {
     char *text = nullptr;
     uint32_t size = 0;
-    const sfp_rc rc = session.checked(
-        "register dump", [&] { return sfp_port_read_reg(session.port(), &text, &size); });
+    const sfp_rc rc = session.checked("register dump", [&] {
+      return session.adapter() != nullptr ? qsa_port_read_reg(session.adapter_port(), &text, &size)
+                                          : sfp_port_read_reg(session.port(), &text, &size);
+    });
+    if (text == nullptr && rc == SFP_RC_OK) {
+      std::puts("no SFP behind the adapter");
+    }
     // A dump with a failed register still comes with its text.
     if (text != nullptr) {
       const char *start = text;

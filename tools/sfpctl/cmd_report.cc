@@ -24,18 +24,22 @@ public:
   }
   PortUse port_use() const override { return PortUse::Optional; }
   void add_arguments(CLI::App &sub) override {
-    sub.footer("The report is what sfp_port_phy_reg_decode gives. A module the library does "
-               "not accept gets its report too, and exit status 1.");
+    sub.footer("The report is what sfp_port_phy_reg_decode gives (with --qsa "
+               "qsa_port_phy_reg_decode: the SFP's report, then the adapter's lower page and "
+               "upper page 0). A module the library does not accept gets its report too, and "
+               "exit status 1.");
   }
 
   int run(Session &session) override {
-    if (session.port() == nullptr) {
+    qsa_port_ctx *adapter = session.adapter_port();
+    if (session.port() == nullptr && adapter == nullptr) {
       return refused(session.failed_port());
     }
     char *text = nullptr;
     uint32_t length = 0;
     if (session.checked("report", [&] {
-          return sfp_port_phy_reg_decode(session.port(), &text, &length);
+          return adapter != nullptr ? qsa_port_phy_reg_decode(adapter, &text, &length)
+                                    : sfp_port_phy_reg_decode(session.port(), &text, &length);
         }) != SFP_RC_OK) {
       return kExitFailure;
     }

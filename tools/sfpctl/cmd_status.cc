@@ -144,15 +144,25 @@ public:
   }
   void add_arguments(CLI::App &sub) override {
     sub.add_flag("--json", json_, "Print one JSON object instead of the table");
-    sub.footer("Values are the library's status snapshot (sfp_port_hw_status); temperatures of "
-               "thresholds are whole degrees. A power of zero has no dBm (JSON null).");
+    sub.footer("Values are the library's status snapshot (sfp_port_hw_status; with --qsa "
+               "qsa_port_hw_status, whose Tx disabled is the adapter's transmitter); "
+               "temperatures of thresholds are whole degrees. A power of zero has no dBm (JSON "
+               "null).");
   }
 
   int run(Session &session) override {
     sfp_port_ctx *port = session.port();
+    qsa_port_ctx *adapter = session.adapter_port();
     Rec rec{};
-    if (session.checked("status", [&] { return sfp_port_hw_status(port, &rec); }) != SFP_RC_OK) {
+    if (session.checked("status", [&] {
+          return adapter != nullptr ? qsa_port_hw_status(adapter, &rec)
+                                    : sfp_port_hw_status(port, &rec);
+        }) != SFP_RC_OK) {
       return kExitFailure;
+    }
+    if (port == nullptr) {
+      std::printf("no SFP behind the adapter\n%-12s %s\n", "Tx disabled", yes_no(rec.tx_disabled));
+      return kExitOk;
     }
     const ModuleView view = module_view(*port, &rec);
     if (json_) {

@@ -2,6 +2,7 @@
 // port could not be created, since the buffers then tell why.
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -23,7 +24,11 @@ public:
 
   int run(Session &session) override {
     int exit_code = kExitOk;
-    for (const char *buffer : {kErrorTrace, kEventTrace}) {
+    std::vector<const char *> buffers{kErrorTrace, kEventTrace};
+    if (session.adapter() != nullptr) {
+      buffers.insert(buffers.end(), {kAdapterErrorTrace, kAdapterEventTrace});
+    }
+    for (const char *buffer : buffers) {
       std::printf("== %s ==\n", buffer);
       if (pelog_find(buffer) == nullptr || session.manager() == nullptr) {
         std::printf("(no buffer %s: the library was never initialised)\n", buffer);

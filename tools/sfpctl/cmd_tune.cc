@@ -22,6 +22,8 @@ constexpr uint32_t kFiftyZero = 191300;
 class TuneCommand : public Command {
 public:
   std::string_view name() const override { return "tune"; }
+  // The adapter mirrors no tunable table of the SFP behind it.
+  bool behind_adapter() const override { return false; }
   std::string_view summary() const override { return "Tune a tunable module to a channel"; }
 
   void add_arguments(CLI::App &sub) override {

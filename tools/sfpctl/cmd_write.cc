@@ -1,4 +1,5 @@
-// write: writes bytes to module memory through sfp_port_write.
+// write: writes bytes to module memory through sfp_port_write, or to adapter
+// memory through qsa_port_write with --qsa.
 #include <cstdio>
 #include <vector>
 
@@ -25,6 +26,9 @@ public:
   }
 
   int run(Session &session) override {
+    if (!page_for_port(session.adapter() != nullptr, page_, "write")) {
+      return kExitUsage;
+    }
     std::vector<uint8_t> data;
     data.reserve(bytes_.size());
     for (const uint32_t value : bytes_) {
@@ -32,13 +36,17 @@ public:
     }
     const auto length = static_cast<uint32_t>(data.size());
     const sfp_rc rc = session.checked("write", [&] {
+      if (session.adapter() != nullptr) {
+        return qsa_port_write(session.adapter_port(), offset_, page_, length, data.data());
+      }
       return sfp_port_write(session.port(), offset_, page_, length, data.data());
     });
     if (rc != SFP_RC_OK) {
       return kExitFailure;
     }
-    std::printf("wrote %u %s at page %u offset 0x%02x\n", length, length == 1 ? "byte" : "bytes",
-                page_, offset_);
+    std::printf(session.adapter() != nullptr ? "wrote %u %s at page 0x%X offset 0x%02x\n"
+                                             : "wrote %u %s at page %u offset 0x%02x\n",
+                length, length == 1 ? "byte" : "bytes", page_, offset_);
     return kExitOk;
   }
 

@@ -37,6 +37,8 @@ public:
   virtual std::string_view name() const = 0;
   virtual std::string_view summary() const = 0;
   virtual PortUse port_use() const { return PortUse::Required; }
+  // Whether the command makes sense for a module behind an adapter (--qsa).
+  virtual bool behind_adapter() const { return true; }
   // Adds what the command's own options say about the module and the port
   // to the global options, before either is made.
   virtual void configure(GlobalOptions &) const {}
@@ -63,6 +65,7 @@ std::unique_ptr<Command> make_ctle_command();
 std::unique_ptr<Command> make_power_class_command();
 std::unique_ptr<Command> make_admin_command();
 std::unique_ptr<Command> make_phy_speed_command();
+std::unique_ptr<Command> make_qsa_command();
 std::unique_ptr<Command> make_report_command();
 std::unique_ptr<Command> make_status_command();
 std::unique_ptr<Command> make_info_command();

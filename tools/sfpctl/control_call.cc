@@ -1,5 +1,6 @@
 #include "control_call.h"
 
+#include <array>
 #include <cstdio>
 #include <map>
 
@@ -8,17 +9,51 @@
 #include "status_text.h"
 
 namespace sfpctl {
+namespace {
+
+using AdapterLowerPage = std::array<uint8_t, 128>;
+
+AdapterLowerPage adapter_lower_page(const Session &session) {
+  AdapterLowerPage bytes{};
+  if (const sfpsim::Adapter *adapter = session.adapter(); adapter != nullptr) {
+    for (std::size_t offset = 0; offset < bytes.size(); ++offset) {
+      bytes[offset] = adapter->lower(static_cast<uint8_t>(offset));
+    }
+  }
+  return bytes;
+}
+
+// "adapter byte 86: 0x00 -> 0x01" for every lower-page byte that changed.
+std::vector<std::string> adapter_changes(const AdapterLowerPage &before,
+                                         const AdapterLowerPage &after) {
+  std::vector<std::string> lines;
+  for (std::size_t offset = 0; offset < before.size(); ++offset) {
+    if (before[offset] != after[offset]) {
+      char line[48];
+      std::snprintf(line, sizeof line, "adapter byte %zu: 0x%02x -> 0x%02x", offset,
+                    static_cast<unsigned>(before[offset]), static_cast<unsigned>(after[offset]));
+      lines.emplace_back(line);
+    }
+  }
+  return lines;
+}
+
+} // namespace
 
 int run_control(Session &session, std::string_view what, const std::function<sfp_rc()> &call,
                 const std::function<void()> &report) {
   const ModuleSnapshot before(*session.module());
+  const AdapterLowerPage adapter_before = adapter_lower_page(session);
   const sfp_rc rc = session.checked(what, call);
   const ModuleSnapshot after(*session.module());
+  std::vector<std::string> changes = adapter_changes(adapter_before, adapter_lower_page(session));
   std::printf("%.*s: %s\n", static_cast<int>(what.size()), what.data(), status_text(rc).c_str());
   if (report) {
     report();
   }
-  const std::vector<std::string> changes = before.changes_to(after);
+  for (std::string &line : before.changes_to(after)) {
+    changes.push_back(std::move(line));
+  }
   if (changes.empty()) {
     std::puts("no module byte changed");
   }

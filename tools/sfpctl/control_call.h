@@ -13,9 +13,9 @@
 namespace sfpctl {
 
 // Runs `call` on the session's port and prints "WHAT: status N (meaning)",
-// then the lines of `report` when given, then every module byte and PHY
-// register the call changed, as the module holds them afterwards ("no module
-// byte changed" when none). A failed call is also reported on standard
+// then the lines of `report` when given, then every adapter lower-page byte
+// (with --qsa), module byte and PHY register the call changed, as they are
+// afterwards ("no module byte changed" when none). A failed call is also reported on standard
 // error. Returns the exit code.
 int run_control(Session &session, std::string_view what, const std::function<sfp_rc()> &call,
                 const std::function<void()> &report = {});

@@ -131,6 +131,12 @@ struct Selected {
 // Makes the module and the port the command needs, runs it and cleans up.
 int run_command(Command &command, GlobalOptions options) {
   command.configure(options);
+  if (options.qsa && command.port_use() != PortUse::None && !command.behind_adapter()) {
+    print_error(std::string(command.name()) +
+                ": not available behind an adapter (--qsa): the adapter does not pass it on to "
+                "the SFP");
+    return kExitUsage;
+  }
   Session session(options);
   if (command.port_use() == PortUse::None) {
     return command.run(session);
@@ -203,6 +209,11 @@ int run(int argc, char **argv) {
                "Create the port without the A2h table select before reads of pages 2..5");
   app.add_flag("--no-write-select", options.no_write_select,
                "Create the port without the A2h table select before writes of pages 2..5");
+  app.add_flag("--qsa", options.qsa,
+               "Seat the module in a simulated QSFP-to-SFP adapter and work through the adapter "
+               "port: the adapter's own operations where it has them, else the SFP port behind "
+               "it; read and write then take adapter page codes (0xA0 lower page, 0xA00 + n "
+               "upper page n, e.g. 'read 0xA04 128 16')");
 
   std::vector<std::unique_ptr<Command>> commands = make_commands();
   std::vector<Selected> subcommands;

@@ -1,6 +1,10 @@
 #include "number_arg.h"
 
 #include <charconv>
+#include <cstdio>
+
+#include "session.h"
+#include "sfpdrv/qsa.h"
 
 namespace sfpctl {
 
@@ -39,16 +43,65 @@ CLI::Validator number_in(uint32_t min, uint32_t max) {
       range, "NUMBER " + range);
 }
 
+namespace {
+
+constexpr uint32_t kLastModulePage = 255;
+constexpr uint32_t kAdapterLower = QSA_PAGE_LOWER;
+constexpr uint32_t kFirstAdapterUpper = QSA_PAGE_UPPER(0);
+constexpr uint32_t kLastAdapterUpper = QSA_PAGE_UPPER(0xff);
+
+bool adapter_page(uint32_t page) {
+  return page == kAdapterLower || (page >= kFirstAdapterUpper && page <= kLastAdapterUpper);
+}
+
+// A module page or an adapter page code; which of them the port takes is
+// known only once the global options are in.
+CLI::Validator page_number() {
+  return CLI::Validator(
+      [](std::string &text) -> std::string {
+        const ParsedNumber number = parse_number(text);
+        if (number.result == ParsedNumber::Result::NotANumber) {
+          return "'" + text + "' is not a number (decimal, or hex with 0x)";
+        }
+        if (number.result == ParsedNumber::Result::TooLarge ||
+            (number.value > kLastModulePage && !adapter_page(number.value))) {
+          return text + " is out of range 0..255 (or an adapter page 0xA00..0xAFF with --qsa)";
+        }
+        text = std::to_string(number.value);
+        return {};
+      },
+      "0..255", "NUMBER 0..255");
+}
+
+} // namespace
+
 void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset) {
-  command.add_option("PAGE", page, "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3")
+  command
+      .add_option("PAGE", page,
+                  "Page: 0 A0h, 1 A2h, 2..5 A2h tables 0..3; with --qsa an adapter page "
+                  "code: 0xA0 the lower page, 0xA00 + n upper page n (0xA04 the SFP's A0h "
+                  "mirror, 0xA06 its A2h)")
       ->required()
       ->type_name("NUM")
-      ->transform(number_in(0, 255));
+      ->transform(page_number());
   command.add_option("OFFSET", offset, "Offset of the first byte in the page")
       ->required()
       ->type_name("NUM")
       ->transform(number_in(0, 255));
   command.footer("Numbers are decimal or hex with 0x.");
+}
+
+bool page_for_port(bool qsa, uint32_t page, std::string_view command) {
+  if (qsa ? adapter_page(page) : page <= kLastModulePage) {
+    return true;
+  }
+  char text[160];
+  std::snprintf(text, sizeof text,
+                qsa ? "%.*s: with --qsa PAGE is an adapter page code (0xA0, 0xA00..0xAFF), not %u"
+                    : "%.*s: page 0x%X is an adapter page code; it needs --qsa",
+                static_cast<int>(command.size()), command.data(), page);
+  print_error(text);
+  return false;
 }
 
 } // namespace sfpctl

@@ -24,8 +24,13 @@ ParsedNumber parse_number(std::string_view text);
 // them in decimal, so that CLI11 converts them without guessing a base.
 CLI::Validator number_in(uint32_t min, uint32_t max);
 
-// Declares the required PAGE and OFFSET arguments of a memory command.
+// Declares the required PAGE and OFFSET arguments of a memory command. PAGE
+// is a module page (0..255) or an adapter page code (0xA0, 0xA00..0xAFF).
 void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset);
+
+// Whether PAGE suits the port: an adapter page code with --qsa (`qsa`), a
+// module page without. Prints why not on standard error.
+bool page_for_port(bool qsa, uint32_t page, std::string_view command);
 
 } // namespace sfpctl
 

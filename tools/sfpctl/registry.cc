@@ -14,6 +14,7 @@ constexpr Factory kFactories[] = {
     &make_power_class_command, &make_admin_command,   &make_phy_command,
     &make_phy_speed_command,   &make_report_command,  &make_status_command,
     &make_info_command,        &make_debug_command,   &make_trace_command,
+    &make_qsa_command,
 };
 
 } // namespace

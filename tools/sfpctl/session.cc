@@ -48,6 +48,25 @@ sfp_port_ctx *registered_port(const void *opaque) {
   return nullptr;
 }
 
+// The adapter context the library registered for `opaque`, if any.
+qsa_port_ctx *registered_adapter_port(const void *opaque) {
+  for (qsa_port_ctx *port = qsa_get_ctx()->ports; port != nullptr; port = port->next) {
+    if (port->opaque == opaque) {
+      return port;
+    }
+  }
+  return nullptr;
+}
+
+// The phases of the insertion notifications, oldest first. The library
+// calls the notification on the polling thread, inside the poll.
+std::vector<uint32_t> g_notifications;
+
+int record_notification(void * /*opaque*/, uint32_t phase) {
+  g_notifications.push_back(phase);
+  return 0;
+}
+
 // The simulated PHY's wiring that matches how the port reaches it.
 sfpsim::PhyWidth phy_width(const GlobalOptions &options) {
   if (options.phy_word_access) {
@@ -224,6 +243,10 @@ sfp_rc Session::create_port() {
       return SFP_RC_NO_MEMORY;
     }
   }
+  return options_.qsa ? create_adapter_port() : create_sfp_port();
+}
+
+sfp_rc Session::create_sfp_port() {
   sfp_platform_ops ops = module_->platform_ops(kController, kPort);
   ops.evm = manager_;
   ops.module_present = options_.module_present ? 1 : 0;
@@ -240,16 +263,7 @@ sfp_rc Session::create_port() {
   const sfp_rc rc = sfp_port_create(&ops, &result);
   creation_status_ = rc;
   creation_waits_ = logged_waits();
-  // The log is of the command's transfers; creation's are in the trace.
-  if (!options_.log_creation) {
-    module_->clear_log();
-    if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
-      phy->clear_log();
-    }
-  }
-  if (options_.fail_at) {
-    module_->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
-  }
+  forget_creation_transfers();
   if (result.handle != nullptr) {
     port_ = result.handle;
   } else {
@@ -258,7 +272,83 @@ sfp_rc Session::create_port() {
   return rc;
 }
 
+// The adapter port creates the SFP port itself, through the adapter's
+// mirror pages.
+sfp_rc Session::create_adapter_port() {
+  if (adapter_ == nullptr) {
+    adapter_ = std::make_unique<sfpsim::Adapter>();
+    if (!options_.qsa_empty) {
+      adapter_->seat(*module_);
+    }
+  }
+  qsa_platform_ops ops = adapter_->platform_ops(kPort, options_.module_present ? 1 : 0);
+  ops.evm = manager_;
+  ops.oir_notify_cb = &record_notification;
+  ops.no_read_page_select = options_.no_read_select ? 1 : 0;
+  ops.no_write_page_select = options_.no_write_select ? 1 : 0;
+  qsa_port_create_result result{};
+  platform_clock_reset();
+  const sfp_rc rc = qsa_port_create(&ops, &result);
+  creation_status_ = rc;
+  creation_waits_ = logged_waits();
+  forget_creation_transfers();
+  // A failed creation leaves its context registered, to be deleted at the
+  // end like a created one.
+  adapter_port_ =
+      result.handle != nullptr ? result.handle : registered_adapter_port(adapter_.get());
+  return rc;
+}
+
+sfp_rc Session::recreate_adapter_port() {
+  if (adapter_port_ != nullptr) {
+    const sfp_rc rc = qsa_port_delete(adapter_port_);
+    adapter_port_ = nullptr;
+    if (rc != SFP_RC_OK) {
+      return rc;
+    }
+  }
+  return create_adapter_port();
+}
+
+// The log is of the command's transfers; creation's are in the trace.
+void Session::forget_creation_transfers() {
+  if (!options_.log_creation) {
+    module_->clear_log();
+    if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
+      phy->clear_log();
+    }
+    if (adapter_ != nullptr) {
+      adapter_->clear_log();
+    }
+  }
+  if (options_.fail_at) {
+    module_->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
+  }
+}
+
+sfp_port_ctx *Session::port() const {
+  if (adapter_ != nullptr) {
+    return adapter_port_ != nullptr ? adapter_port_->sfp_port : nullptr;
+  }
+  return port_;
+}
+
+std::vector<uint32_t> Session::take_notifications() {
+  std::vector<uint32_t> phases;
+  phases.swap(g_notifications);
+  return phases;
+}
+
 bool Session::close_port() {
+  if (adapter_port_ != nullptr) {
+    const sfp_rc rc = qsa_port_delete(adapter_port_);
+    adapter_port_ = nullptr;
+    if (rc != SFP_RC_OK) {
+      print_error("cannot delete adapter port: " + status_text(rc));
+      return false;
+    }
+    return true;
+  }
   sfp_port_ctx *port = port_ != nullptr ? port_ : failed_port_;
   port_ = nullptr;
   failed_port_ = nullptr;
@@ -274,16 +364,22 @@ bool Session::close_port() {
 }
 
 sfp_rc Session::checked(std::string_view what, const std::function<sfp_rc()> &call) const {
-  const uint64_t before = records_written(pelog_find(kErrorTrace));
+  const char *buffers[] = {kErrorTrace, kAdapterErrorTrace};
+  uint64_t before[std::size(buffers)];
+  for (std::size_t i = 0; i < std::size(buffers); ++i) {
+    before[i] = records_written(pelog_find(buffers[i]));
+  }
   const sfp_rc rc = call();
   if (rc == SFP_RC_OK) {
     return rc;
   }
   print_error(std::string(what) + " failed: " + status_text(rc));
-  // The buffer may only now exist, if the call initialised the library.
-  pelog_hdl errors = pelog_find(kErrorTrace);
-  if (records_written(errors) > before) {
-    print_error(last_record(errors));
+  // A buffer may only now exist, if the call initialised its layer.
+  for (std::size_t i = 0; i < std::size(buffers); ++i) {
+    pelog_hdl errors = pelog_find(buffers[i]);
+    if (records_written(errors) > before[i]) {
+      print_error(last_record(errors));
+    }
   }
   return rc;
 }
@@ -291,6 +387,17 @@ sfp_rc Session::checked(std::string_view what, const std::function<sfp_rc()> &ca
 void Session::print_access_log(std::FILE *out) const {
   if (module_ == nullptr) {
     return;
+  }
+  if (adapter_ != nullptr) {
+    for (const sfpsim::AdapterAccess &access : adapter_->log()) {
+      std::fprintf(out, "adapter %-5s page %u offset 0x%02x length %3u status %d:",
+                   access.write ? "write" : "read", static_cast<unsigned>(access.page),
+                   static_cast<unsigned>(access.offset), access.length, access.status);
+      for (const uint8_t byte : access.bytes) {
+        std::fprintf(out, " %02x", static_cast<unsigned>(byte));
+      }
+      std::fputc('\n', out);
+    }
   }
   for (const sfpsim::Access &access : module_->log()) {
     std::fprintf(out, "bus %-7s page %u offset 0x%02x length %3u status %d:", bus_name(access.bus),

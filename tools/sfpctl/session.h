@@ -13,6 +13,7 @@
 
 #include "platform/evm.h"
 #include "sfpdrv/sfpdrv.h"
+#include "sfpsim/adapter.h"
 #include "sfpsim/module.h"
 
 namespace sfpctl {
@@ -20,6 +21,8 @@ namespace sfpctl {
 inline constexpr const char *kDefaultProfile = "10gbase-sr";
 inline constexpr const char *kErrorTrace = "sfp_err";
 inline constexpr const char *kEventTrace = "sfp_evt";
+inline constexpr const char *kAdapterErrorTrace = "qsa_err";
+inline constexpr const char *kAdapterEventTrace = "qsa_evt";
 
 // The multi-rate selector of the port (1 = 25G, 2 = 10G, 3 = 50G).
 inline constexpr uint32_t kDefaultRateCode = 1;
@@ -66,6 +69,11 @@ struct GlobalOptions {
   std::optional<uint32_t> data_ready_after;
   // The access log keeps creation's transfers too.
   bool log_creation = false;
+  // The module sits in a simulated QSFP-to-SFP adapter: the port is an
+  // adapter port and the SFP port is the one it creates behind the adapter.
+  bool qsa = false;
+  // The adapter starts with no SFP seated (the module waits to be inserted).
+  bool qsa_empty = false;
 };
 
 // `text` with every word longer than 40 characters cut to its first 40 and
@@ -104,13 +112,27 @@ public:
   // and returns false when the library refuses.
   bool close_port();
 
+  // With --qsa: deletes the adapter port and creates it again on the
+  // adapter as it now is, as a platform does after an insertion
+  // notification. Returns the creation status.
+  sfp_rc recreate_adapter_port();
+
   // The status of the port's creation (only after create_port).
   sfp_rc creation_status() const { return creation_status_; }
-  sfp_port_ctx *port() const { return port_; }
+  // The SFP port; with --qsa the one behind the adapter, null while the
+  // adapter port has none.
+  sfp_port_ctx *port() const;
+  // With --qsa: the adapter port and the simulated adapter; null otherwise.
+  qsa_port_ctx *adapter_port() const { return adapter_port_; }
+  sfpsim::Adapter *adapter() const { return adapter_.get(); }
+  // The phases of the insertion notifications since the last call.
+  std::vector<uint32_t> take_notifications();
   // After a failed creation: the context the library keeps registered for
   // the module, not initialised (null when there is none).
   sfp_port_ctx *failed_port() const { return failed_port_; }
   const sfpsim::Module *module() const { return module_.get(); }
+  sfpsim::Module *module() { return module_.get(); }
+  const GlobalOptions &options() const { return options_; }
   event_manager *manager() const { return manager_; }
   bool has_module() const { return module_ != nullptr; }
   // The waits of the port's creation in milliseconds, oldest first.
@@ -121,18 +143,23 @@ public:
   // that record as a second line. Returns the call's status.
   sfp_rc checked(std::string_view what, const std::function<sfp_rc()> &call) const;
 
-  // Writes every bus transfer the module and its PHY saw since the port's
-  // creation, one per line.
+  // Writes every bus transfer the module, its PHY and, with --qsa, the
+  // adapter saw since the port's creation, one per line.
   void print_access_log(std::FILE *out) const;
 
 private:
   bool load_profile();
+  sfp_rc create_sfp_port();
+  sfp_rc create_adapter_port();
+  void forget_creation_transfers();
 
   GlobalOptions options_;
   std::unique_ptr<sfpsim::Module> module_;
   event_manager *manager_ = nullptr;
   sfp_port_ctx *port_ = nullptr;
   sfp_port_ctx *failed_port_ = nullptr;
+  std::unique_ptr<sfpsim::Adapter> adapter_;
+  qsa_port_ctx *adapter_port_ = nullptr;
   sfp_rc creation_status_ = SFP_RC_OK;
   std::vector<uint32_t> creation_waits_;
   // Real time slept in this run, for the note on long waits.
