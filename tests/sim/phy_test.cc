@@ -1,8 +1,8 @@
 // The simulated copper PHY: how each bus width carries a register, paging,
-// refusals, the log and injected faults, and the module that holds a PHY.
+// refusals, the log and injected faults. (The control tests reach it through
+// modules made from the copper profile.)
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "sfpsim/module.h"
@@ -97,20 +97,6 @@ TEST(SimPhy, LogsEveryCallAndInjectsFaults) {
       {true, 0xAC, 9, 1, 8, 1},  {true, 0xAC, 9, 1, 8, 1},  {false, 0xAD, 9, 0, 0, 1}};
   EXPECT_EQ(phy.log(), expected);
   EXPECT_EQ(phy.call_count(), 6u);
-}
-
-// The library tests reach their PHY through the module; here only what
-// they do not: a module made from a profile, and one without a PHY.
-TEST(SimPhy, ModuleFromTheCopperProfileHasAPhy) {
-  const sfpsim::Profile &copper = *sfpsim::find_profile("1000base-t");
-  EXPECT_EQ(std::string(copper.memory.a0.begin() + 192, copper.memory.a0.begin() + 203),
-            "PX-SFP-1G-T");
-  const sfpsim::Module module(copper);
-  EXPECT_NE(module.phy(), nullptr);
-  EXPECT_EQ(module.platform_ops().phy_write_cb, &sfpsim::Module::phy_write_cb);
-  sfpsim::Module plain(copper.memory);
-  uint16_t word = 0;
-  EXPECT_EQ(sfpsim::Module::phy_read_cb(&plain, 0xAD, 4, &word), kPhyNak);
 }
 
 } // namespace
