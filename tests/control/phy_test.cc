@@ -182,22 +182,6 @@ TEST_F(PhyTest, LinkStateDecodesBothSidesAndLeavesTheFiberPage) {
             "fb_reg_value 400 fb_linkstate 1\n");
 }
 
-TEST_F(PhyTest, AnCapabilityReadsTheCopperAdvertisement) {
-  // register 4 of page 0, call to fail (0: none); status, capability
-  const std::tuple<uint16_t, uint64_t, sfp_rc, uint32_t> cases[] = {
-      {0x0DE1, 0, 0, 1}, {0x0C01, 0, 0, 2}, {0x0DE1, 1, 6, 9}, {0x0DE1, 2, 6, 9}};
-  for (const auto &[advertised, fail_call, rc, capability] : cases) {
-    sfp_port_ctx *port = open(kWord);
-    phy_->set_reg(0, 4, advertised);
-    phy_->set_reg(1, 4, 0x0DE1); // page 1 selected, with another advertisement
-    phy_->set_reg(1, 22, 1);
-    phy_->fail_nth_call(fail_call, 6);
-    uint32_t out = 9;
-    EXPECT_EQ(port->phy_access->get_an_capability(port, &out), rc);
-    EXPECT_EQ(out, capability) << advertised << " " << fail_call;
-  }
-}
-
 TEST_F(PhyTest, TenGigConfigureResetsAndSetsThePhyWithItsWaits) {
   sfpsim::Memory memory = profile_memory();
   memory.a0[36] = 0x04;
