@@ -25,15 +25,10 @@ using sfptest::registry;
 // Mutex functions whose results a test scripts.
 struct ScriptedMutex {
   static inline std::atomic<int> trylock_rc{0};
-  static inline std::atomic<int> lock_rc{0};
   static inline std::atomic<int> unlock_rc{0};
   static int trylock(pthread_mutex_t *m) {
     const int rc = trylock_rc.load();
     return rc == 0 ? pthread_mutex_trylock(m) : rc;
-  }
-  static int lock(pthread_mutex_t *m) {
-    const int rc = lock_rc.load();
-    return rc == 0 ? pthread_mutex_lock(m) : rc;
   }
   static int unlock(pthread_mutex_t *m) {
     const int rc = pthread_mutex_unlock(m);
@@ -46,7 +41,6 @@ protected:
   void SetUp() override {
     PortTest::SetUp();
     ScriptedMutex::trylock_rc = 0;
-    ScriptedMutex::lock_rc = 0;
     ScriptedMutex::unlock_rc = 0;
     sfpdrv::testing::set_mutex_ops(&kOps);
     module_ = sfptest::module_from("1000base-sx");
@@ -55,7 +49,7 @@ protected:
     sfpdrv::testing::set_mutex_ops(nullptr);
     PortTest::TearDown();
   }
-  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, ScriptedMutex::lock,
+  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, pthread_mutex_lock,
                                          ScriptedMutex::unlock};
   std::unique_ptr<sfpsim::Module> module_;
 };
