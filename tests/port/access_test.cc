@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "port/messages.h"
 #include "support/port_harness.h"
@@ -148,7 +147,7 @@ TEST_F(AccessTest, TablePagesSelectTheirTableUnlessTheDirectionSuppressesIt) {
     EXPECT_EQ(bus(*module_), c.bus);
     const sfpsim::Access &last = module_->log().back();
     if (rc == SFP_RC_OK && c.direction == SFP_ACCESS_READ && last.bus != sfpsim::Bus::Write) {
-      EXPECT_EQ(0, std::memcmp(buf_.data(), last.bytes.data(), c.length)) << c.bus;
+      EXPECT_EQ(std::vector<uint8_t>(buf_.begin(), buf_.begin() + c.length), last.bytes) << c.bus;
     }
   }
   EXPECT_EQ(buf_[0], 0xAA) << "a bit-bang write reads nothing";
@@ -195,7 +194,7 @@ TEST_F(AccessTest, FailuresKeepTheStatusAndZeroTheUnreadPart) {
     if (read_out) {
       const std::vector<uint8_t> &handed = module_->log().back().bytes;
       ASSERT_EQ(handed.size(), c.handed);
-      EXPECT_EQ(0, std::memcmp(buf_.data(), handed.data(), c.handed));
+      EXPECT_EQ(std::vector<uint8_t>(buf_.begin(), buf_.begin() + c.handed), handed);
       EXPECT_EQ(std::count(&buf_[c.handed], &buf_[c.length], 0), long{c.length - c.handed});
     }
     EXPECT_EQ(buf_[read_out ? c.length : 0], 0xAA) << "only the requested length is cleared";
