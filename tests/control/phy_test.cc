@@ -13,6 +13,8 @@ namespace {
 using sfpsim::Phy;
 using sfpsim::PhyWidth;
 using sfptest::records_of;
+using sfptest::text_of;
+using sfptest::waits;
 namespace msg = sfpdrv::msg;
 
 // How the board carries PHY registers, as the PHY and as the port see it.
@@ -55,18 +57,6 @@ std::vector<Transfer> seen(const Phy &phy) {
   for (const sfpsim::PhyAccess &a : phy.log()) {
     out.emplace_back(a.write, a.address, a.reg, a.value, a.status);
   }
-  return out;
-}
-
-// Text of the first record of `m` in `buffer`, or "" when there is none.
-std::string first_text(const char *buffer, const sfpdrv::TraceMsg &m) {
-  const auto found = records_of(buffer, m);
-  return found.empty() ? "" : found[0].text;
-}
-
-std::vector<uint32_t> waits() {
-  std::vector<uint32_t> out(16);
-  out.resize(platform_clock_waits(out.data(), out.size()));
   return out;
 }
 
@@ -114,7 +104,7 @@ TEST_F(PhyTest, SpeedRequestsWriteTheirSequenceAfterTheWaitOnEveryBus) {
   EXPECT_EQ(qrn_te_set_link_speed(port, 40, 2), SFP_RC_INVALID);
   EXPECT_EQ(qrn_te_set_link_speed(port, 1000, 3), SFP_RC_INVALID);
   EXPECT_TRUE(phy_->log().empty() && waits().empty());
-  EXPECT_EQ(first_text("sfp_err", msg::kPhySpeedNotSupported),
+  EXPECT_EQ(text_of("sfp_err", msg::kPhySpeedNotSupported),
             "Controller 0 Port 0: Speed not supported 40\n");
   EXPECT_EQ(records_of("sfp_err", msg::kPhyAutonegNotSupported).size(), 1u);
 }
@@ -133,7 +123,7 @@ TEST_F(PhyTest, AFailingWriteEndsTheSequenceWithItsStatus) {
       EXPECT_EQ(records_of("sfp_err", failure).size(), 1u) << k;
     }
   }
-  EXPECT_EQ(first_text("sfp_err", msg::kPhyWriteLsbError),
+  EXPECT_EQ(text_of("sfp_err", msg::kPhyWriteLsbError),
             "Controller 0 Port 0: Error writing 0x40 LSB to PHY or Dev[0xac]:Reg[0x1]\n");
 }
 
@@ -155,9 +145,9 @@ TEST_F(PhyTest, RegisterReadsAndWritesOnEveryBus) {
     EXPECT_EQ(qrn_te_phy_rd(port, 0xAD, 17, &value), 5u);
     EXPECT_EQ(value, 0xBEEF);
   }
-  EXPECT_EQ(first_text("sfp_err", msg::kPhyReadMsbError),
+  EXPECT_EQ(text_of("sfp_err", msg::kPhyReadMsbError),
             "Controller 0 Port 0: Error reading MSB from PHY for Dev[0xad]:Reg[0x22]\n");
-  EXPECT_EQ(first_text("sfp_err", msg::kPhyReadLsbError),
+  EXPECT_EQ(text_of("sfp_err", msg::kPhyReadLsbError),
             "Controller 0 Port 0: Error reading LSB from PHY for Dev[0xad]:Reg[0x23]\n");
 }
 
@@ -179,7 +169,7 @@ TEST_F(PhyTest, LinkStateDecodesBothSidesAndLeavesTheFiberPage) {
     EXPECT_EQ(records_of("sfp_err", msg::kPhyBadLinkStatus).size(), copper == 0xC400 ? 1u : 0u);
     EXPECT_EQ(phy_->page_select(), 1);
   }
-  EXPECT_EQ(first_text("sfp_err", msg::kPhyBadLinkStatus),
+  EXPECT_EQ(text_of("sfp_err", msg::kPhyBadLinkStatus),
             "Controller 0 Port 0: Bad QRN-T link status reg 0x11 val 0xc400 speed 0x3\n");
   sfp_port_ctx *port = open(kWord);
   phy_->set_link(0, true, 2);
@@ -187,25 +177,9 @@ TEST_F(PhyTest, LinkStateDecodesBothSidesAndLeavesTheFiberPage) {
   EXPECT_EQ(qrn_te_get_link_state_speed(port, nullptr, nullptr, nullptr), 0u);
   EXPECT_EQ(seen(*phy_), (on_bus(kWord, true, {{22, 0}}) + on_bus(kWord, false, {{17, 0x8400}}) +
                           on_bus(kWord, true, {{22, 1}}) + on_bus(kWord, false, {{17, 0x0400}})));
-  EXPECT_EQ(first_text("sfp_evt", msg::kPhyLinkStatus),
+  EXPECT_EQ(text_of("sfp_evt", msg::kPhyLinkStatus),
             "Controller 0 Port 0: QRN-T link status reg 11 value 8400 linkstate 1 speed 1000 "
             "fb_reg_value 400 fb_linkstate 1\n");
-}
-
-TEST_F(PhyTest, AnCapabilityReadsTheCopperAdvertisement) {
-  // register 4 of page 0, call to fail (0: none); status, capability
-  const std::tuple<uint16_t, uint64_t, sfp_rc, uint32_t> cases[] = {
-      {0x0DE1, 0, 0, 1}, {0x0C01, 0, 0, 2}, {0x0DE1, 1, 6, 9}, {0x0DE1, 2, 6, 9}};
-  for (const auto &[advertised, fail_call, rc, capability] : cases) {
-    sfp_port_ctx *port = open(kWord);
-    phy_->set_reg(0, 4, advertised);
-    phy_->set_reg(1, 4, 0x0DE1); // page 1 selected, with another advertisement
-    phy_->set_reg(1, 22, 1);
-    phy_->fail_nth_call(fail_call, 6);
-    uint32_t out = 9;
-    EXPECT_EQ(port->phy_access->get_an_capability(port, &out), rc);
-    EXPECT_EQ(out, capability) << advertised << " " << fail_call;
-  }
 }
 
 TEST_F(PhyTest, TenGigConfigureResetsAndSetsThePhyWithItsWaits) {
@@ -225,7 +199,7 @@ TEST_F(PhyTest, TenGigConfigureResetsAndSetsThePhyWithItsWaits) {
     phy_->fail_nth_call(k, 0x21);
     EXPECT_EQ(sfp_10G_copper_phy_configure(port), k == 3 ? 0u : 0x21u) << k;
     EXPECT_EQ(phy_->log().size(), k == 3 ? expected.size() : k);
-    EXPECT_EQ(first_text("sfp_err", msg::kTenGigReadFail),
+    EXPECT_EQ(text_of("sfp_err", msg::kTenGigReadFail),
               k == 3 ? "Controller 0 Port 0: SFP PHY read fail rc:33" : "");
   }
   memory.a0[36] = 0x01; // none of 0x1C: not a 10G copper module

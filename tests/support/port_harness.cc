@@ -1,6 +1,7 @@
 #include "support/port_harness.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace sfptest {
 
@@ -25,12 +26,45 @@ std::vector<TraceRecord> records_of(const char *buffer, const sfpdrv::TraceMsg &
   return all;
 }
 
+std::string text_of(const char *buffer, const sfpdrv::TraceMsg &msg) {
+  const auto found = records_of(buffer, msg);
+  return found.empty() ? "" : found[0].text;
+}
+
 void clear_traces() {
   for (const char *name : {"sfp_err", "sfp_evt"}) {
     if (pelog_hdl hdl = pelog_find(name)) {
       pelog_clear(hdl);
     }
   }
+}
+
+std::string bus(const sfpsim::Module &module) {
+  std::string out;
+  for (const sfpsim::Access &a : module.log()) {
+    const bool write = a.bus == sfpsim::Bus::Write;
+    char token[32];
+    int used = std::snprintf(token, sizeof token, " %c%u.%u",
+                             write                        ? 'w'
+                             : a.bus == sfpsim::Bus::Read ? 'r'
+                                                          : 'b',
+                             a.page, a.offset);
+    if (a.length != 1) {
+      used += std::snprintf(token + used, sizeof token - used, "+%u", a.length);
+    }
+    if (write) {
+      std::snprintf(token + used, sizeof token - used, "=%02x", a.bytes.empty() ? 0u : a.bytes[0]);
+    }
+    out += token;
+    out += a.status != 0 ? "!" : "";
+  }
+  return out.empty() ? out : out.substr(1);
+}
+
+std::vector<uint32_t> waits() {
+  std::vector<uint32_t> out(platform_clock_waits(nullptr, 0));
+  out.resize(platform_clock_waits(out.data(), out.size()));
+  return out;
 }
 
 std::vector<sfp_port_ctx *> registry() {
@@ -117,6 +151,9 @@ sfp_port_ctx *PortTest::create_on(const std::string &profile,
   sfp_port_ctx *port = create(ops_for(*module), &rc);
   EXPECT_EQ(rc, SFP_RC_OK);
   EXPECT_NE(port, nullptr);
+  module->clear_log();
+  clear_traces();
+  platform_clock_reset();
   return port;
 }
 

@@ -29,8 +29,19 @@ std::vector<TraceRecord> records(const char *buffer);
 // Records of message `msg` in `buffer`.
 std::vector<TraceRecord> records_of(const char *buffer, const sfpdrv::TraceMsg &msg);
 
+// Text of the first record of `msg` in `buffer`, or "" when there is none.
+std::string text_of(const char *buffer, const sfpdrv::TraceMsg &msg);
+
 // Empties the library's two trace buffers.
 void clear_traces();
+
+// The module's calls, one token each: "r1.120" a read of page 1 at offset
+// 120, "w1.120=06" a write with its first byte, "b" a bit-bang read; "+16"
+// follows a length other than 1 and "!" marks a failed call.
+std::string bus(const sfpsim::Module &module);
+
+// The waits of the virtual clock since its reset.
+std::vector<uint32_t> waits();
 
 // The registry's contexts, head first.
 std::vector<sfp_port_ctx *> registry();
@@ -55,7 +66,8 @@ protected:
   // (null when the creation gave none).
   sfp_port_ctx *create(const sfp_platform_ops &ops, sfp_rc *status = nullptr);
 
-  // A port on a fresh module of `profile`, which `module` receives.
+  // A port on a fresh module of `profile`, which `module` receives; the
+  // module's log, the traces and the clock are emptied after the creation.
   sfp_port_ctx *create_on(const std::string &profile, std::unique_ptr<sfpsim::Module> &module);
 
   std::vector<sfp_port_ctx *> created_;

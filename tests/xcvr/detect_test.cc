@@ -210,20 +210,9 @@ TEST_F(Detect, CascadeDecidesEachFamilyAtItsStep) {
   }
 }
 
-TEST_F(Detect, TracesNameTheInputsAndTheBranch) {
-  const Case cu{"CU 3 m", kCu.cable(3), "PX-SFP-10G-CU3M   ", kNone, 693, 0, nullptr};
-  ASSERT_EQ(detect(cu), 693u);
-  const auto inputs = records_of("sfp_err", msg::kDetectInputs);
-  ASSERT_EQ(inputs.size(), 1u);
-  EXPECT_EQ(inputs[0].text, "Get SFP Type port:0  sfpType:0x03, code low:0x00000000 "
-                            "high:0x00040000 ext_id:0x80 length:0x03 options1: 0x00 extCode "
-                            "0x00, xcvr speed:0\n");
-  const auto copper = records_of("sfp_err", msg::kDetected10gCopper);
-  ASSERT_EQ(copper.size(), 1u);
-  EXPECT_EQ(copper[0].text, "SFP 10G CU  port:0 xcvr_type:693 pid:PX-SFP-10G-CU3M,extid:128, "
-                            "distance CU: 3 \n");
-  // Each FC hit is its own record; a later speed bit replaces an earlier.
-  detect({"FC", sfp(0, 0x4000014, 0), "", kNone, 0, 0, nullptr});
+// Each FC hit is its own record; a later speed bit replaces an earlier.
+TEST_F(Detect, FibreChannelHitsAreTracedOneByOne) {
+  ASSERT_EQ(detect({"FC", sfp(0, 0x4000014, 0), "", kNone, 0, 0, nullptr}), 772u);
   const auto hits = sfptest::records("sfp_evt");
   ASSERT_EQ(hits.size(), 3u); // not a smart SFP, 2G SW, 4G SW
   EXPECT_EQ(hits[2].text, "Controller 0 Port 0: Port: 0, SFP_FC_4G_SW (772) \n");
@@ -256,10 +245,7 @@ TEST_F(PortType, ArgumentChecksIdentificationAndRates) {
   port->initialised = 0;
   EXPECT_EQ(sfp_port_type(port, &type, name, 8, &defaulted), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_rate(port, &rate), SFP_RC_INVALID);
-  const auto refused = records_of("sfp_err", sfpdrv::msg::kNotInitialised);
-  ASSERT_EQ(refused.size(), 2u);
-  EXPECT_NE(refused[0].text.find("at line 111"), std::string::npos);
-  EXPECT_NE(refused[1].text.find("at line 112"), std::string::npos);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kNotInitialised).size(), 2u);
   port->initialised = 1;
   EXPECT_EQ(type, 0u);
   EXPECT_EQ(rate, 7u);

@@ -1,5 +1,7 @@
-// Supported part-number lists: appends, counts and copies out, the built-in
-// catalogue, the list checks and the status texts.
+// Supported part-number lists (appends, counts and copies out, the built-in
+// catalogue, the list checks, the status texts), the wavelength and channel
+// conversions with the channel setting of a tunable module, and the cable
+// predicates.
 #include <cstring>
 #include <string>
 #include <utility>
@@ -230,7 +232,6 @@ TEST_F(PartNumberTest, ExtCheckOrder) {
 
 TEST(StatusTexts, StatusAndSpaceTexts) {
   EXPECT_STREQ(sfp_xcvr_supported_to_str(5), "Unknown Status");
-  EXPECT_STREQ(sfp_xcvr_supported_to_str(10), "Failed - Unknown Xcvr type ");
   EXPECT_STREQ(sfp_xcvr_supported_to_str(11), "Failed - Unsupported Xcvr type");
   EXPECT_STREQ(sfp_xcvr_supported_to_str(12), "Unknown Status");
   EXPECT_STREQ(sfp_xcvr_pid_supported_to_str(4), "Not available");
@@ -252,6 +253,187 @@ TEST(StatusTexts, StatusAndSpaceTexts) {
   a0[92] = 0xbf;
   EXPECT_EQ(sfp_xcvr_check_digital_monitoring(a0), 0u);
   EXPECT_EQ(sfp_xcvr_check_digital_monitoring(nullptr), 0u);
+}
+
+TEST(Wavelength, Conversions) {
+  const struct {
+    uint32_t (*convert)(uint32_t);
+    uint32_t input, expected;
+  } cases[] = {
+      {sfp_xcvr_wl_to_freq, 1550120, 193400},
+      {sfp_xcvr_wl_to_freq, 1, 3740739}, // the quotient is cut to 32 bits before rounding
+      {sfp_xcvr_wl_to_freq, 0, 0},
+      {sfp_xcvr_freq_to_wl, 193400, 1550120},
+      {sfp_xcvr_kv_channel_2_freq, 5, 195900},
+      {sfp_xcvr_kv_channel_2_freq, 3924, 0xffffffceu}, // past the band: wraps
+      {sfp_xcvr_kv_channel_2_wavelength, 5, 1530334},
+      {sfp_xcvr_kv_channel_2_wavelength, 0, 0},
+      {sfp_xcvr_kv_channel_2_wavelength, 3923, 0}, // 0 GHz
+      {sfp_xcvr_kv_channel_2_optic_pm, 5, 1530330},
+      {sfp_xcvr_kv_channel_2_optic_pm, 6, 1530730}, // 1530725 pm rounds up
+      {sfp_xcvr_wavelength_setpoint_from_wl, 1550149, 31002},
+      {sfp_xcvr_wl_from_wavelength_setpoint, 0x80000000u, 0}, // 32-bit product
+      {sfp_xcvr_wavelengthTolerance_to_wl, 0x80000001u, 0x80000005u},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    EXPECT_EQ(cases[i].convert(cases[i].input), cases[i].expected) << "case " << i;
+  }
+  EXPECT_EQ(sfp_xcvr_get_chan_from_freq(193100, 191350, 50), 36u);
+  EXPECT_EQ(sfp_xcvr_get_chan_from_freq(191300, 191350, 50), 0u);
+  EXPECT_EQ(sfp_xcvr_get_chan_from_freq(193100, 191350, 0), 0u);
+}
+
+class ChannelSetTest : public sfptest::PortTest {
+protected:
+  void SetUp() override {
+    PortTest::SetUp();
+    port_ = create_on("10g-tunable-dwdm", module_);
+    ASSERT_NE(port_, nullptr);
+    module_->clear_log();
+    sfptest::clear_traces();
+  }
+  void set_offsets(int32_t lo, int32_t hi) {
+    port_->tunable_lower_offset = lo;
+    port_->tunable_upper_offset = hi;
+  }
+  std::unique_ptr<sfpsim::Module> module_;
+  sfp_port_ctx *port_ = nullptr;
+};
+
+TEST_F(ChannelSetTest, RangeAndModuleChannel) {
+  const struct {
+    int32_t lo, hi;
+    uint32_t channel;
+    int module_channel; // -1: refused with 22
+  } cases[] = {
+      {0, 95, 1, 1},
+      {0, 95, 96, 96},
+      {0, 95, 97, -1},
+      {0, 95, 0, 0},
+      {4, 90, 4, -1},
+      {4, 90, 5, 1},
+      {4, 90, 91, 87},
+      {4, 90, 92, -1},
+      {0, 300, 260, 4},   // only the low byte
+                          // of the channel
+                          // number is written
+      {-2, -5, 100, 102}, // unsigned comparison: a negative upper offset accepts all
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::to_string(c.lo) + ".." + std::to_string(c.hi) + " channel " +
+                 std::to_string(c.channel));
+    set_offsets(c.lo, c.hi);
+    module_->clear_log();
+    const sfp_rc rc = sfp_port_tsfp_wavechannel_set(port_, c.channel);
+    if (c.module_channel < 0) {
+      EXPECT_EQ(rc, SFP_RC_INVALID);
+      EXPECT_TRUE(module_->log().empty());
+      continue;
+    }
+    EXPECT_EQ(rc, SFP_RC_OK);
+    // The table select, then the one byte at A2h table 2 byte 145.
+    ASSERT_EQ(module_->log().size(), 2u);
+    EXPECT_EQ(module_->log()[1].bus, sfpsim::Bus::Write);
+    EXPECT_EQ(module_->log()[1].length, 1u);
+    EXPECT_EQ(module_->memory().tables[2][145 - 128], c.module_channel);
+  }
+  const auto refused = records_of("sfp_err", sfpdrv::msg::kChannelOutOfRange);
+  ASSERT_EQ(refused.size(), 3u);
+  EXPECT_EQ(refused[2].text, "Controller 0 Port 0: tsfp wave channel not in usable range\n"
+                             "wave_channel: 92, supported_range: 5 - 91\n");
+  const auto done = records_of("sfp_err", sfpdrv::msg::kChannelSetDone);
+  ASSERT_EQ(done.size(), 7u);
+  EXPECT_EQ(done[3].text,
+            "Controller 0 Port 0: tsfp channel programming done: channel 1, with offset: 4\n");
+}
+
+TEST_F(ChannelSetTest, BadHandleAndWriteFailure) {
+  EXPECT_EQ(sfp_port_tsfp_wavechannel_set(nullptr, 1), SFP_RC_INVALID);
+  port_->initialised = 0;
+  EXPECT_EQ(sfp_port_tsfp_wavechannel_set(port_, 1), SFP_RC_INVALID);
+  port_->initialised = 1;
+  EXPECT_TRUE(module_->log().empty());
+
+  set_offsets(0, 95);
+  sfptest::clear_traces();
+  module_->fail_at(SFP_PAGE_A2_TABLE2, 145, 5);
+  EXPECT_EQ(sfp_port_tsfp_wavechannel_set(port_, 10), 5u);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kChannelSetError).size(), 1u);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kChannelSetDone).size(), 1u);
+}
+
+// A port context that no creation has filled: the predicates only read its
+// cached image.
+class CableTest : public sfptest::PortTest {
+protected:
+  void SetUp() override {
+    PortTest::SetUp();
+    port_.err_trace = sfp_get_ctx()->port_err_trace;
+    port_.controller = 1;
+    port_.port = 2;
+  }
+  void set_a0(uint8_t connector, uint8_t cable_tech) {
+    port_.eeprom[2] = connector;
+    port_.eeprom[8] = cable_tech;
+  }
+  sfp_port_ctx port_{};
+};
+
+TEST_F(CableTest, CableAndCopperPredicates) {
+  const struct {
+    uint8_t connector, cable_tech;
+    uint32_t cable, copper;
+  } cases[] = {
+      {0x07, 0x04, 1, 1},                     // LC, passive cable
+      {0x07, 0x08, 1, 1},                     // active cable
+      {0x07, 0x0c, 0, 0},                     // both: the byte is compared whole
+      {0x07, 0x01, 0, 0}, {0x21, 0x00, 0, 1}, // copper pigtail
+      {0x22, 0x00, 0, 1},                     // RJ45
+      {0x23, 0x00, 0, 0},
+  };
+  for (const auto &c : cases) {
+    set_a0(c.connector, c.cable_tech);
+    uint32_t cable = 99;
+    uint32_t copper = 99;
+    EXPECT_EQ(sfp_is_cable(&port_, &cable), SFP_RC_OK);
+    EXPECT_EQ(sfp_is_zando_copper_optics(&port_, port_.eeprom, &copper), SFP_RC_OK);
+    EXPECT_EQ(std::make_pair(cable, copper), std::make_pair(c.cable, c.copper))
+        << int{c.connector} << "/" << int{c.cable_tech};
+  }
+  const auto cable = records_of("sfp_err", sfpdrv::msg::kIsCable);
+  const auto copper = records_of("sfp_err", sfpdrv::msg::kCx1Compliant);
+  ASSERT_EQ(cable.size() + copper.size(), 2 * std::size(cases));
+  EXPECT_EQ(cable[2].text, "Controller 1 Port 2: sfp is cable: False \n");
+  EXPECT_EQ(copper[6].text, "Controller 1 Port 2: SFP is  not cx1 compliant\n");
+
+  uint32_t flag = 99;
+  EXPECT_EQ(sfp_is_cable(nullptr, &flag), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_is_cable(&port_, nullptr), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_is_zando_copper_optics(nullptr, port_.eeprom, &flag), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_is_zando_copper_optics(&port_, nullptr, &flag), SFP_RC_INVALID);
+  EXPECT_EQ(flag, 99u);
+  EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kCx1NullParams).size(), 1u);
+}
+
+TEST_F(CableTest, DwdmReceiverKind) {
+  const struct {
+    sfp_xcvr_type type;
+    uint8_t options; // A0h byte 64; bit 0 = linear receiver output
+    uint32_t limiting;
+  } cases[] = {
+      {704, 0x00, 1}, {720, 0x01, 0}, {720, 0xfe, 1}, {743, 0x00, 1}, {744, 0x00, 0},
+      {764, 0x00, 0}, {765, 0x00, 1}, {765, 0x01, 0}, {703, 0x00, 0}, {766, 0x00, 0},
+  };
+  for (const auto &c : cases) {
+    port_.xcvr_type = c.type;
+    port_.eeprom[64] = c.options;
+    EXPECT_EQ(is_sfp_10g_dwdm_limiting_module(&port_), c.limiting)
+        << c.type << " options " << int{c.options};
+  }
+  const auto traces = records_of("sfp_err", sfpdrv::msg::kDwdmReceiver);
+  ASSERT_EQ(traces.size(), std::size(cases));
+  EXPECT_EQ(traces[1].text, "Controller 1 Port 2: is a SFP+ DWDM linear module\n");
+  EXPECT_EQ(is_sfp_10g_dwdm_limiting_module(nullptr), 0u);
 }
 
 } // namespace
