@@ -2,19 +2,13 @@
 #include <atomic>
 #include <cstdio>
 
-#include "common/catalog.h"
-#include "platform/evm.h"
-#include "platform/pelog.h"
+#include "common/trace_setup.h"
 #include "port/internal.h"
 #include "port/messages.h"
 #include "sfpdrv/xcvr.h"
 
 namespace sfpdrv {
 namespace {
-
-constexpr uint32_t kTraceBufferSize = 65536;
-constexpr uint32_t kTraceOpenMode = 270;
-constexpr const char *kTraceDirectory = "sfp_pelog_dir";
 
 sfp_lib_ctx g_lib = {
     .initialised = 0,
@@ -30,55 +24,16 @@ sfp_lib_ctx g_lib = {
     .unsupported_xcvr_allowed = 0,
 };
 
-// The trace handles are read without the registry lock (null-handle and
-// lock-failure paths) while the first creation sets them under it. A handle
-// is stored with release only once its buffer is open, and read with
-// acquire, so a reader sees either null (the record is dropped) or a buffer
-// ready for writing.
-void publish(sfp_trace_hdl &slot, sfp_trace_hdl buffer) {
-  std::atomic_ref<sfp_trace_hdl>(slot).store(buffer, std::memory_order_release);
-}
-
-sfp_trace_hdl published(sfp_trace_hdl &slot) {
-  return std::atomic_ref<sfp_trace_hdl>(slot).load(std::memory_order_acquire);
-}
-
-// Opens a trace buffer and publishes its handle in `slot`. Returns the
-// trace service's status.
-int open_trace_buffer(sfp_trace_hdl &slot, const char *name) {
-  sfp_trace_hdl buffer = nullptr;
-  const int rc =
-      pelog_open(&buffer, name, kTraceBufferSize, kTraceOpenMode, kTraceDirectory, kCatalogId, 0);
-  if (rc == 0) {
-    publish(slot, buffer);
-  }
-  return rc;
-}
-
-// Opens both buffers and enables their show commands. Returns 0 or the
-// failure status after printing what failed.
 sfp_rc set_up_tracing(sfp_lib_ctx &lib) {
-  if (open_trace_buffer(lib.err_trace, "sfp_err") != 0) {
-    std::fputs(stderr_text::kPelogErrFailed, stderr);
-    return SFP_RC_FAULT;
-  }
-  if (open_trace_buffer(lib.evt_trace, "sfp_evt") != 0) {
-    std::fputs(stderr_text::kPelogEvtFailed, stderr);
-    return SFP_RC_FAULT;
-  }
-  if (lib.evm == nullptr) {
-    std::fputs(stderr_text::kNullEvm, stderr);
-    return SFP_RC_OK;
-  }
-  event_manager *manager = event_manager_get(lib.evm);
-  // The event buffer's command first, then the error buffer's.
-  const int evt_rc = pelog_enable(lib.evt_trace, manager);
-  const int rc = evt_rc | pelog_enable(lib.err_trace, manager);
-  if (rc != 0) {
-    std::fprintf(stderr, stderr_text::kPelogEnableFailed, static_cast<unsigned>(rc));
-    return static_cast<sfp_rc>(rc);
-  }
-  return SFP_RC_OK;
+  static constexpr TraceSetupTexts kTexts{
+      .err_name = "sfp_err",
+      .evt_name = "sfp_evt",
+      .err_failed = stderr_text::kPelogErrFailed,
+      .evt_failed = stderr_text::kPelogEvtFailed,
+      .null_evm = stderr_text::kNullEvm,
+      .layer = "sfp",
+  };
+  return set_up_trace_buffers(lib.err_trace, lib.evt_trace, lib.evm, kTexts);
 }
 
 } // namespace
@@ -90,8 +45,8 @@ sfp_rc init_library(const sfp_platform_ops &ops) {
     std::fputs(stderr_text::kPelogInitFailed, stderr);
     return rc;
   }
-  publish(g_lib.port_evt_trace, g_lib.evt_trace);
-  publish(g_lib.port_err_trace, g_lib.err_trace);
+  publish_trace(g_lib.port_evt_trace, g_lib.evt_trace);
+  publish_trace(g_lib.port_err_trace, g_lib.err_trace);
   trace<msg::kDllInitDone>(g_lib.evt_trace, 0);
   // The supported flags and part-number lists. A list append that runs out
   // of memory is traced by the list itself and costs only that entry, so the
@@ -104,11 +59,11 @@ sfp_rc init_library(const sfp_platform_ops &ops) {
 }
 
 sfp_trace_hdl library_err_trace() {
-  return published(g_lib.err_trace);
+  return published_trace(g_lib.err_trace);
 }
 
 sfp_trace_hdl library_evt_trace() {
-  return published(g_lib.evt_trace);
+  return published_trace(g_lib.evt_trace);
 }
 
 // Concurrent creations of different ports write these flags while other

@@ -80,7 +80,6 @@ namespace sfpdrv::stderr_text {
 inline constexpr const char *kPelogErrFailed = "sfp: pelog creation failed for error.\n";
 inline constexpr const char *kPelogEvtFailed = "sfp: pelog creation failed for event.\n";
 inline constexpr const char *kNullEvm = "sfp: NULL evm. Not enable to pelog show command\n";
-inline constexpr const char *kPelogEnableFailed = "sfp: pelog enable failed for evt, rc 0x%x\n";
 inline constexpr const char *kPelogInitFailed = "SFP: pelog initialization failed\n";
 inline constexpr const char *kPortFindAddError = "sfp port init : port context find/add error \n";
 } // namespace sfpdrv::stderr_text

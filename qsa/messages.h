@@ -99,7 +99,6 @@ namespace sfpdrv::qsa_stderr_text {
 inline constexpr const char *kPelogErrFailed = "qsa: pelog creation failed for error.\n";
 inline constexpr const char *kPelogEvtFailed = "qsa: pelog creation failed for event.\n";
 inline constexpr const char *kNullEvm = "qsa: NULL evm. Not enable to pelog show command\n";
-inline constexpr const char *kPelogEnableFailed = "qsa: pelog enable failed for evt, rc 0x%x\n";
 inline constexpr const char *kPelogInitFailed = "QSA: pelog initialization failed\n";
 inline constexpr const char *kCreateFailed = "qsa port create failed \n";
 inline constexpr const char *kFindAddError = "qsa port init : port context find/add error \n";

@@ -7,18 +7,13 @@
 #include <atomic>
 
 #include "common/alloc.h"
-#include "common/catalog.h"
-#include "platform/evm.h"
-#include "platform/pelog.h"
+#include "common/trace_setup.h"
 #include "platform/thread_mark.h"
 #include "qsa/internal.h"
 
 namespace sfpdrv {
 namespace {
 
-constexpr uint32_t kTraceBufferSize = 65536;
-constexpr uint32_t kTraceOpenMode = 270;
-constexpr const char *kTraceDirectory = "sfp_pelog_dir";
 constexpr const char *kRegistryLockName = "qsa_context_lock";
 constexpr const char *kCheckLockName = "qsa_check_and_lock_hdl";
 constexpr int kLockBusy = EBUSY;
@@ -43,52 +38,16 @@ const MutexOps &mutex_ops() {
   return *g_mutex_ops.load(std::memory_order_acquire);
 }
 
-// The trace handles are read without a lock (null-handle and lock-failure
-// paths) while the first creation sets them under the registry lock. A
-// handle is stored with release only once its buffer is open and read with
-// acquire, so a reader sees null (the record is dropped) or a ready buffer.
-void publish(sfp_trace_hdl &slot, sfp_trace_hdl buffer) {
-  std::atomic_ref<sfp_trace_hdl>(slot).store(buffer, std::memory_order_release);
-}
-
-sfp_trace_hdl published(sfp_trace_hdl &slot) {
-  return std::atomic_ref<sfp_trace_hdl>(slot).load(std::memory_order_acquire);
-}
-
-int open_trace_buffer(sfp_trace_hdl &slot, const char *name) {
-  sfp_trace_hdl buffer = nullptr;
-  const int rc =
-      pelog_open(&buffer, name, kTraceBufferSize, kTraceOpenMode, kTraceDirectory, kCatalogId, 0);
-  if (rc == 0) {
-    publish(slot, buffer);
-  }
-  return rc;
-}
-
-// Opens both buffers and enables their show commands. Returns 0 or the
-// failure status after printing what failed.
 sfp_rc set_up_tracing(qsa_port_registry &layer) {
-  if (open_trace_buffer(layer.err_trace, "qsa_err") != 0) {
-    std::fputs(qsa_stderr_text::kPelogErrFailed, stderr);
-    return SFP_RC_FAULT;
-  }
-  if (open_trace_buffer(layer.evt_trace, "qsa_evt") != 0) {
-    std::fputs(qsa_stderr_text::kPelogEvtFailed, stderr);
-    return SFP_RC_FAULT;
-  }
-  if (layer.evm == nullptr) {
-    std::fputs(qsa_stderr_text::kNullEvm, stderr);
-    return SFP_RC_OK;
-  }
-  event_manager *manager = event_manager_get(layer.evm);
-  // The event buffer's command first, then the error buffer's.
-  const int evt_rc = pelog_enable(layer.evt_trace, manager);
-  const int rc = evt_rc | pelog_enable(layer.err_trace, manager);
-  if (rc != 0) {
-    std::fprintf(stderr, qsa_stderr_text::kPelogEnableFailed, static_cast<unsigned>(rc));
-    return static_cast<sfp_rc>(rc);
-  }
-  return SFP_RC_OK;
+  static constexpr TraceSetupTexts kTexts{
+      .err_name = "qsa_err",
+      .evt_name = "qsa_evt",
+      .err_failed = qsa_stderr_text::kPelogErrFailed,
+      .evt_failed = qsa_stderr_text::kPelogEvtFailed,
+      .null_evm = qsa_stderr_text::kNullEvm,
+      .layer = "qsa",
+  };
+  return set_up_trace_buffers(layer.err_trace, layer.evt_trace, layer.evm, kTexts);
 }
 
 int take_lock(pthread_mutex_t *lock, const char *name, uint32_t site) {
@@ -111,11 +70,11 @@ sfp_trace_hdl port_err_trace(const qsa_port_ctx &port) {
 } // namespace
 
 sfp_trace_hdl qsa_layer_err_trace() {
-  return published(g_qsa.err_trace);
+  return published_trace(g_qsa.err_trace);
 }
 
 sfp_trace_hdl qsa_layer_evt_trace() {
-  return published(g_qsa.evt_trace);
+  return published_trace(g_qsa.evt_trace);
 }
 
 uint32_t qsa_no_page_select(uint32_t direction) {
@@ -136,8 +95,8 @@ sfp_rc qsa_init_layer(const qsa_platform_ops &ops) {
     std::fputs(qsa_stderr_text::kPelogInitFailed, stderr);
     return rc;
   }
-  publish(g_qsa.port_evt_trace, g_qsa.evt_trace);
-  publish(g_qsa.port_err_trace, g_qsa.err_trace);
+  publish_trace(g_qsa.port_evt_trace, g_qsa.evt_trace);
+  publish_trace(g_qsa.port_err_trace, g_qsa.err_trace);
   trace<msg::kQsaDllInitDone>(g_qsa.evt_trace, 0);
   g_qsa.initialised = 1;
   return SFP_RC_OK;
