@@ -57,6 +57,16 @@ uint32_t crc32(const uint8_t *bytes, std::size_t count) {
   return bytes == nullptr ? 0 : crc32_of(bytes, count);
 }
 
+sfp_rc check_byte_sum(const uint8_t *image, std::size_t first, std::size_t check, uint8_t *stored,
+                      uint8_t *computed, sfp_compliance_result mismatch) {
+  if (image == nullptr || stored == nullptr || computed == nullptr) {
+    return SFP_RC_INVALID;
+  }
+  *stored = image[check];
+  *computed = sum_of(image, first, check);
+  return *stored == *computed ? SFP_COMPLIANCE_OK : mismatch;
+}
+
 } // namespace sfpdrv
 
 using namespace sfpdrv;
@@ -64,23 +74,13 @@ using namespace sfpdrv;
 extern "C" SFPDRV_API sfp_rc sfp_xcvr_check_compliance_base_chksum(const uint8_t *id,
                                                                    uint8_t *stored,
                                                                    uint8_t *computed) {
-  if (id == nullptr || stored == nullptr || computed == nullptr) {
-    return SFP_RC_INVALID;
-  }
-  *stored = id[kBaseCheck];
-  *computed = sum_of(id, kBaseFirst, kBaseCheck);
-  return *stored == *computed ? SFP_COMPLIANCE_OK : SFP_COMPLIANCE_BASE_CHECKSUM;
+  return check_byte_sum(id, kBaseFirst, kBaseCheck, stored, computed, SFP_COMPLIANCE_BASE_CHECKSUM);
 }
 
 extern "C" SFPDRV_API sfp_rc sfp_xcvr_check_compliance_ext_chksum(const uint8_t *id,
                                                                   uint8_t *stored,
                                                                   uint8_t *computed) {
-  if (id == nullptr || stored == nullptr || computed == nullptr) {
-    return SFP_RC_INVALID;
-  }
-  *stored = id[kExtCheck];
-  *computed = sum_of(id, kExtFirst, kExtCheck);
-  return *stored == *computed ? SFP_COMPLIANCE_OK : SFP_COMPLIANCE_EXT_CHECKSUM;
+  return check_byte_sum(id, kExtFirst, kExtCheck, stored, computed, SFP_COMPLIANCE_EXT_CHECKSUM);
 }
 
 extern "C" SFPDRV_API sfp_rc sfp_xcvr_check_compliance_vendor_chksum(const uint8_t *id,

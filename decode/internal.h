@@ -72,6 +72,12 @@ constexpr uint16_t vendor_ext_id(const uint8_t *id) {
 // polynomial 0xEDB88320, initial value and final xor all ones).
 uint32_t crc32(const uint8_t *bytes, std::size_t count);
 
+// Checks the byte sum (modulo 256) of image[first..check - 1] against
+// image[check], giving both back: SFP_COMPLIANCE_OK, `mismatch`, or 22 for
+// a null argument. Shared by the SFP and the QSFP identification checksums.
+sfp_rc check_byte_sum(const uint8_t *image, std::size_t first, std::size_t check, uint8_t *stored,
+                      uint8_t *computed, sfp_compliance_result mismatch);
+
 // One row of the vendor extended-ID table.
 struct VendorExtIdRow {
   uint16_t code;

@@ -5,10 +5,10 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <numeric>
 #include <string_view>
 
 #include "common/text.h"
+#include "decode/internal.h"
 #include "qsa/internal.h"
 #include "sfpdrv/xcvr.h"
 
@@ -112,10 +112,6 @@ constexpr std::size_t kBaseCheck = 191;
 constexpr std::size_t kExtFirst = 192;
 constexpr std::size_t kExtCheck = 223;
 
-uint8_t sum_of(const uint8_t *image, std::size_t first, std::size_t end) {
-  return static_cast<uint8_t>(std::accumulate(image + first, image + end, 0U));
-}
-
 // The adapter itself, once it has answered as one: its type and product
 // identifier by its type code.
 void report_adapter(const qsa_port_ctx &port, sfp_xcvr_type *type, char *name, uint32_t name_len) {
@@ -169,23 +165,14 @@ extern "C" SFPDRV_API sfp_rc qsa_port_copy_hw_info(qsa_port_ctx *port,
 extern "C" SFPDRV_API sfp_rc qsa_xcvr_check_compliance_base_chksum(const uint8_t *image,
                                                                    uint8_t *stored,
                                                                    uint8_t *computed) {
-  if (image == nullptr || stored == nullptr || computed == nullptr) {
-    return SFP_RC_INVALID;
-  }
-  *stored = image[kBaseCheck];
-  *computed = sum_of(image, kBaseFirst, kBaseCheck);
-  return *stored == *computed ? SFP_COMPLIANCE_OK : SFP_COMPLIANCE_BASE_CHECKSUM;
+  return check_byte_sum(image, kBaseFirst, kBaseCheck, stored, computed,
+                        SFP_COMPLIANCE_BASE_CHECKSUM);
 }
 
 extern "C" SFPDRV_API sfp_rc qsa_xcvr_check_compliance_ext_chksum(const uint8_t *image,
                                                                   uint8_t *stored,
                                                                   uint8_t *computed) {
-  if (image == nullptr || stored == nullptr || computed == nullptr) {
-    return SFP_RC_INVALID;
-  }
-  *stored = image[kExtCheck];
-  *computed = sum_of(image, kExtFirst, kExtCheck);
-  return *stored == *computed ? SFP_COMPLIANCE_OK : SFP_COMPLIANCE_EXT_CHECKSUM;
+  return check_byte_sum(image, kExtFirst, kExtCheck, stored, computed, SFP_COMPLIANCE_EXT_CHECKSUM);
 }
 
 // The base checksum first; the extended one only when the base matches.
