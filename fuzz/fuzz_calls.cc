@@ -64,7 +64,17 @@ bool refused_range(uint32_t offset, uint32_t length, uint32_t page) {
 
 void create(Slot &slot, std::size_t index, Script &script) {
   sfp_platform_ops ops = slot.module->platform_ops(0, static_cast<int32_t>(index));
-  ops.module_present = script.byte() & 1u;
+  const uint8_t arg = script.byte();
+  ops.module_present = arg & 1u;
+  if (sfpsim::Phy *phy = slot.module->phy(); phy != nullptr && slot.handle == nullptr) {
+    // The PHY's bus width, and the record that tells the library about it.
+    constexpr sfpsim::PhyWidth kWidths[] = {sfpsim::PhyWidth::Word, sfpsim::PhyWidth::SameByte,
+                                            sfpsim::PhyWidth::SplitByte};
+    const sfpsim::PhyWidth width = kWidths[(arg >> 1) % 3];
+    phy->set_width(width);
+    ops.phy_word_access = width == sfpsim::PhyWidth::Word ? 1 : 0;
+    ops.bus_mode = width == sfpsim::PhyWidth::SplitByte ? 1 : 0;
+  }
   ops.bitbang_read_cb = sfpsim::Module::bitbang_read_cb;
   sfp_port_create_result result{};
   const sfp_rc rc = sfp_port_create(&ops, &result);
@@ -233,10 +243,10 @@ namespace sfpfuzz {
 // steps reach a live port.
 void generate_inputs(bool mutated, const Emit &emit) {
   Rng rng(0xca11);
-  const int count = mutated ? 3000 : 40;
+  const int count = mutated ? 20000 : 40;
   for (int n = 0; n < count; ++n) {
     std::vector<uint8_t> input = {rng.byte(), 0x00, 0x01, 0x10, 0x01};
-    const std::size_t length = 8 + rng.next() % 120;
+    const std::size_t length = 8 + rng.next() % 250;
     while (input.size() < length) {
       input.push_back(rng.byte());
     }

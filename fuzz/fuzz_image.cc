@@ -70,8 +70,7 @@ void check_identity(sfp_port_ctx *port) {
   FUZZ_REQUIRE(sfp_port_rate(port, &rate) == SFP_RC_OK);
   FUZZ_REQUIRE(documented(sfp_is_cable(port, &cable)));
   (void)is_multi_rate_sfp(port);
-  const char *pid = sfp_get_pid(port);
-  FUZZ_REQUIRE(pid == nullptr || terminated(pid, SFP_PID_LEN + 1));
+  FUZZ_REQUIRE(sfp_get_pid(port) != nullptr); // SFP_PID_LEN characters, not terminated
 
   sfp_hw_info_rec info{};
   FUZZ_REQUIRE(documented(sfp_port_hw_info(port, &info)));
@@ -125,6 +124,7 @@ sfp_platform_ops sfp_ops(uint8_t options) {
   ops.bitbang_read_cb = (options & kBitBang) != 0 ? sfpsim::Module::bitbang_read_cb : nullptr;
   ops.rate_code = (options >> kRateShift) & 3u;
   ops.unsupported_xcvr_allowed = (options & kUnsupportedAllowed) != 0 ? 1 : 0;
+  ops.phy_word_access = 1; // the simulated PHY moves words by default
   return ops;
 }
 
@@ -197,7 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
 namespace sfpfuzz {
 
 // Every profile under a few option sets; mutated: each image also with one
-// bit flipped and one byte inverted at every offset, and seeded random ones.
+// mutation at every offset, and seeded random images.
 void generate_inputs(bool mutated, const Emit &emit) {
   constexpr uint8_t kOptionSets[] = {kModulePresent, kBitBang | kUnsupportedAllowed,
                                      kBehindAdapter | kModulePresent};
@@ -216,9 +216,9 @@ void generate_inputs(bool mutated, const Emit &emit) {
     input[0] = kModulePresent;
     for (std::size_t at = 1; at < input.size(); ++at) {
       const uint8_t original = input[at];
-      input[at] = static_cast<uint8_t>(original ^ (1u << (at % 8)));
-      emit(input);
-      input[at] = static_cast<uint8_t>(~original);
+      // One mutation per offset keeps the run short: a bit flip at odd
+      // offsets, the whole byte inverted at even ones.
+      input[at] = static_cast<uint8_t>(at % 2 != 0 ? original ^ (1u << (at / 2 % 8)) : ~original);
       emit(input);
       input[at] = original;
     }
