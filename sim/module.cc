@@ -130,6 +130,10 @@ sfp_platform_ops Module::platform_ops(int32_t controller, int32_t port) const {
   if (phy_) {
     ops.phy_read_cb = &Module::phy_read_cb;
     ops.phy_write_cb = &Module::phy_write_cb;
+    // The record says how the PHY moves a register, so that the library
+    // never hands a one-byte buffer to a PHY that moves words.
+    ops.phy_word_access = phy_->width() == PhyWidth::Word ? 1 : 0;
+    ops.bus_mode = phy_->width() == PhyWidth::SplitByte ? 1 : 0;
   }
   const auto image = caller_image();
   std::memcpy(ops.eeprom, image.data(), image.size());

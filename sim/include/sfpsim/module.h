@@ -103,7 +103,8 @@ public:
 
   // A creation record with this module's callbacks (opaque = this module),
   // its caller image and the given numbers; the rest is zero. The PHY
-  // callbacks are set only when the module has a PHY.
+  // callbacks, with the word access and bus mode that match the PHY's
+  // width, are set only when the module has a PHY.
   sfp_platform_ops platform_ops(int32_t controller = 0, int32_t port = 0) const;
 
   // The callbacks; `opaque` must be a Module.
