@@ -854,4 +854,9 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
     expect_run(std::string("--qsa ") + command, 2, {},
                {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\)"});
   }
+  // A module the library refuses leaves the adapter port without an SFP
+  // port: said on standard error, exit 1, the adapter still answers.
+  expect_run("--qsa --sim blank identify", 1,
+             {"^type: +855 PX-QSA-10G$", "^adapter: +855 PX-QSA-10G$"},
+             {"^sfpctl: no SFP port behind the adapter: the module's creation failed"});
 }

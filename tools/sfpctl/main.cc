@@ -152,6 +152,12 @@ int run_command(Command &command, GlobalOptions options) {
         std::string(session.port() != nullptr ? "port created, with " : "cannot create port: ") +
         status_text(created));
     exit_code = kExitFailure;
+  } else if (session.sfp_missing_behind_adapter()) {
+    // The adapter port is fine, but the library refused the module in it:
+    // say so, as for a module refused without the adapter.
+    print_error("no SFP port behind the adapter: the module's creation failed "
+                "(its status is in 'sfpctl --qsa trace')");
+    exit_code = kExitFailure;
   }
   if (created == SFP_RC_OK || command.port_use() == PortUse::Optional) {
     exit_code = std::max(exit_code, command.run(session));

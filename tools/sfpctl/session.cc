@@ -299,6 +299,11 @@ sfp_rc Session::create_adapter_port() {
   return rc;
 }
 
+bool Session::sfp_missing_behind_adapter() const {
+  return options_.qsa && !options_.qsa_empty && adapter_port_ != nullptr &&
+         qsa_is_sfp_instantiated(adapter_port_) == 0;
+}
+
 sfp_rc Session::recreate_adapter_port() {
   if (adapter_port_ != nullptr) {
     const sfp_rc rc = qsa_port_delete(adapter_port_);

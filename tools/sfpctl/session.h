@@ -125,6 +125,9 @@ public:
   // With --qsa: the adapter port and the simulated adapter; null otherwise.
   qsa_port_ctx *adapter_port() const { return adapter_port_; }
   sfpsim::Adapter *adapter() const { return adapter_.get(); }
+  // With --qsa: a module was seated in the adapter, but the adapter port
+  // holds no SFP port for it (the SFP's creation failed, e.g. with 95).
+  bool sfp_missing_behind_adapter() const;
   // The phases of the insertion notifications since the last call.
   std::vector<uint32_t> take_notifications();
   // After a failed creation: the context the library keeps registered for
