@@ -22,6 +22,7 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -159,6 +160,34 @@ Registry &registry() {
 // The analyser does not follow a va_list started by the caller and handed
 // over by pointer; both readers below only run on one started in pelog_write.
 // NOLINTBEGIN(clang-analyzer-valist.Uninitialized)
+
+// Stores a record's header field by field: building the header whole and
+// copying it makes the copy wait on the stores that built it.
+void write_header(unsigned char *record, uint32_t size, uint32_t msg_no, uint64_t seq,
+                  const char *signature, const char *format) {
+  std::memcpy(record + offsetof(RecordHeader, size), &size, sizeof size);
+  std::memcpy(record + offsetof(RecordHeader, msg_no), &msg_no, sizeof msg_no);
+  std::memcpy(record + offsetof(RecordHeader, seq), &seq, sizeof seq);
+  std::memcpy(record + offsetof(RecordHeader, signature), &signature, sizeof signature);
+  std::memcpy(record + offsetof(RecordHeader, format), &format, sizeof format);
+}
+
+// The bytes that the arguments of a signature without strings take in a
+// record; false for an unknown signature letter.
+bool measure_fixed_args(const char *signature, size_t *out) {
+  size_t size = 0;
+  for (const char *s = signature; *s != '\0'; ++s) {
+    if (*s == 'd') {
+      size += sizeof(int32_t);
+    } else if (*s == 'D') {
+      size += sizeof(uintptr_t);
+    } else {
+      return false;
+    }
+  }
+  *out = size;
+  return true;
+}
 
 // The bytes that the arguments of `signature` take in a record, read from
 // `args`; false for an unknown signature letter.
@@ -577,23 +606,30 @@ int pelog_open(pelog_hdl *out, const char *name, uint32_t size, uint32_t mode,
   }
 }
 
-// The record's layout follows from the signature alone, so `rec_size` and
-// `has_strings` (which a caller works out from the same signature) are not
-// needed here.
+// The record's layout follows from the signature alone, so `rec_size` is
+// not needed here; `has_strings` 0 lets a record of fixed-size arguments be
+// sized without walking its arguments.
 int pelog_write(pelog_hdl buffer, uint32_t msg_no, uint32_t rec_size, uint32_t has_strings,
                 const char *signature, const char *format, ...) {
   static_cast<void>(rec_size);
-  static_cast<void>(has_strings);
   if (buffer == nullptr || signature == nullptr || format == nullptr) {
     return kErrInvalid;
   }
   va_list args;
   va_start(args, format);
-  va_list sizing;
-  va_copy(sizing, args);
   size_t args_size = 0;
-  const bool known = measure_args(signature, &sizing, &args_size);
-  va_end(sizing);
+  bool known = false;
+  if (has_strings == 0) {
+    // Fixed-size arguments only: their size follows from the signature, so
+    // the arguments need not be walked twice. A signature with a string
+    // under this flag is refused.
+    known = measure_fixed_args(signature, &args_size);
+  } else {
+    va_list sizing;
+    va_copy(sizing, args);
+    known = measure_args(signature, &sizing, &args_size);
+    va_end(sizing);
+  }
   if (!known) {
     va_end(args);
     return kErrInvalid;
@@ -606,10 +642,8 @@ int pelog_write(pelog_hdl buffer, uint32_t msg_no, uint32_t rec_size, uint32_t h
   {
     std::lock_guard<std::mutex> lock(buffer->mutex);
     const uint32_t offset = buffer->reserve(static_cast<uint32_t>(total));
-    const RecordHeader header{static_cast<uint32_t>(total), msg_no, buffer->seq++, signature,
-                              format};
     unsigned char *record = buffer->bytes() + offset;
-    std::memcpy(record, &header, sizeof header);
+    write_header(record, static_cast<uint32_t>(total), msg_no, buffer->seq++, signature, format);
     pack_args(signature, &args, record + kHeaderSize, total - kHeaderSize);
   }
   va_end(args);

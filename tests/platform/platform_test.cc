@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -26,7 +27,8 @@ pelog_hdl open_buffer(const std::string &name, uint32_t size = 65536) {
 
 int put(pelog_hdl buffer, uint32_t msg_no, const char *signature, const char *format,
         auto... args) {
-  return pelog_write(buffer, msg_no, 0, 0, signature, format, args...);
+  const uint32_t has_strings = signature != nullptr && std::strchr(signature, 's') != nullptr;
+  return pelog_write(buffer, msg_no, 0, has_strings, signature, format, args...);
 }
 
 std::string text_of(pelog_hdl buffer) {
@@ -147,6 +149,8 @@ TEST(Pelog, OpenAttachesByNameAndRefusesBadArguments) {
   EXPECT_EQ(put(static_cast<pelog_hdl>(nullptr), 1, "d", "%d", 1), kInvalid);
   EXPECT_EQ(pelog_write(b, 1, 0, 0, nullptr, "%d", 1), kInvalid);
   EXPECT_EQ(put(b, 1, "dx", "%d %x", 1, 2), kInvalid);
+  // A string under a flag that says there is none.
+  EXPECT_EQ(pelog_write(b, 1, 0, 0, "ds", "%d %s", 1, "text"), kInvalid);
   const std::string full(PELOG_MAX_STRING, 'a'); // two cannot fit 256 bytes
   EXPECT_NE(put(b, 1, "ss", "%s%s", full.c_str(), full.c_str()), 0);
   EXPECT_EQ(pelog_count(b), 0u);

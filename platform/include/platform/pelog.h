@@ -29,7 +29,8 @@ PLATFORM_API int pelog_open(pelog_hdl *out, const char *name, uint32_t size, uin
                             const char *directory, const char *catalog_id, uint32_t flags);
 
 /* Appends one record. `rec_size` is the byte count of the fixed-size
- * arguments, `has_strings` is nonzero when the signature holds an "s".
+ * arguments, `has_strings` is nonzero when the signature holds an "s"
+ * (a record whose flag is 0 but whose signature holds one is refused).
  * The variadic arguments follow `signature`: int32_t for "d", a pointer or
  * uintptr_t for "D", const char * for "s". `format` must outlive the
  * buffer (a string literal). Returns 0 or an error code. */
