@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <tuple>
 
 #include "common/alloc.h"
 #include "port/messages.h"
@@ -80,17 +79,6 @@ TEST_F(RegistryTest, CreationTakesOverTheCallerRecordAndReportsIt) {
   const sfp_port_ctx *blank = registry().front();
   EXPECT_EQ(std::count(blank->eeprom, blank->eeprom + SFP_EEPROM_IMAGE_LEN, 0),
             long{SFP_EEPROM_IMAGE_LEN});
-}
-
-TEST_F(RegistryTest, EveryPortInitialisationSetsTheProcessWideSelectFlags) {
-  for (const auto &[no_write, no_read] : {std::pair(1u, 0u), {0u, 1u}, {0u, 0u}}) {
-    modules_[no_write + 2 * no_read] = sfptest::module_from("1000base-sx");
-    sfp_platform_ops ops = sfptest::ops_for(*modules_[no_write + 2 * no_read]);
-    std::tie(ops.no_write_page_select, ops.no_read_page_select) = std::tie(no_write, no_read);
-    ASSERT_NE(create(ops), nullptr);
-    EXPECT_EQ(std::pair(sfp_get_ctx()->no_write_page_select, sfp_get_ctx()->no_read_page_select),
-              std::pair(no_write, no_read));
-  }
 }
 
 TEST_F(RegistryTest, FailedInitialisationLeavesAReusableUninitialisedContext) {

@@ -1,7 +1,6 @@
 // Threads on adapter ports: operations under the port lock, insertion polls,
-// the block marking of every lock, and a re-entrant call that must not hang.
+// and a re-entrant call that must not hang.
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <functional>
 #include <thread>
@@ -155,37 +154,6 @@ TEST_F(QsaConcurrencyTest, ReentrantPollFromTheNotificationGetsDeadlock) {
     EXPECT_EQ(pthread_mutex_trylock(lock), 0) << "every lock let go";
     pthread_mutex_unlock(lock);
   }
-}
-
-// A thread that meets a busy lock marks itself under the lock's name until
-// it gets the lock.
-TEST_F(QsaConcurrencyTest, BlockedThreadsAreMarkedWithTheLockName) {
-  qsa_port_ctx *port = create_adapter(new_adapter("10gbase-sr"));
-  qsa_port_ctx *victim = create_adapter(new_adapter());
-  const auto poll = [&] { EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK); };
-  const auto remove = [&] { EXPECT_EQ(qsa_port_delete(victim), SFP_RC_OK); };
-  const struct {
-    const char *mark;
-    pthread_mutex_t *held;
-    std::function<void()> blocked;
-  } cases[] = {{"qsa_context_lock", &qsa_get_ctx()->lock, poll},
-               {"qsa_check_and_lock_hdl", &port->lock, poll},
-               {"qsa_port_context_find_and_delete", &victim->lock, remove}};
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.mark);
-    pthread_mutex_lock(c.held);
-    std::thread blocked(c.blocked);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    thread_mutex_block_info mark{};
-    while ((thread_mutex_block_list(&mark, 1) == 0 || mark.name != std::string(c.mark)) &&
-           std::chrono::steady_clock::now() < deadline) {
-      std::this_thread::yield();
-    }
-    EXPECT_STREQ(mark.name, c.mark);
-    pthread_mutex_unlock(c.held);
-    blocked.join();
-  }
-  EXPECT_EQ(adapter_registry(), std::vector<qsa_port_ctx *>{port});
 }
 
 } // namespace

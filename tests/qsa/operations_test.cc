@@ -100,21 +100,6 @@ TEST_F(QsaOperationsTest, AdapterRegistersWithoutAnSfp) {
   uint8_t link = 0xAB;
   EXPECT_EQ(qsa_port_get_state(port, &link), SFP_RC_OK);
   EXPECT_EQ(link, 0xAB);
-
-  const uint64_t accesses = adapter.access_count();
-  const sfp_rc fixed[] = {qsa_port_tx_cdr_enable(port, 1),
-                          qsa_port_rx_cdr_enable(port, 1),
-                          qsa_port_handle_event_irq(),
-                          qsa_port_ctle_ena_dis(port, 1),
-                          qsa_port_high_power_class_ena_dis(port, 1),
-                          qsa_port_rx_output_ena_dis(port, 1),
-                          qsa_modify_eq(port, 1),
-                          qsa_modify_deemphasis(port, 1),
-                          qsa_modify_amp(port, 1),
-                          qsa_port_dom_info(port, nullptr)};
-  EXPECT_EQ(std::vector<sfp_rc>(std::begin(fixed), std::end(fixed)),
-            (std::vector<sfp_rc>{0, 0, 0, 95, 95, 95, 95, 95, 95, 1}));
-  EXPECT_EQ(adapter.access_count(), accesses);
 }
 
 // Without a seated SFP the adapter reports itself, once it answers as one.
