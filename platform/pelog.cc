@@ -216,6 +216,22 @@ bool measure_args(const char *signature, va_list *args, size_t *out) {
   return true;
 }
 
+// Packs the arguments of a signature without strings into `out`, which
+// has room for them (as measured).
+void pack_fixed_args(const char *signature, va_list *args, unsigned char *out) {
+  for (const char *s = signature; *s != '\0'; ++s) {
+    if (*s == 'd') {
+      const auto value = static_cast<int32_t>(va_arg(*args, int));
+      std::memcpy(out, &value, sizeof value);
+      out += sizeof value;
+    } else {
+      const uintptr_t value = va_arg(*args, uintptr_t);
+      std::memcpy(out, &value, sizeof value);
+      out += sizeof value;
+    }
+  }
+}
+
 // Packs the arguments of `signature` into `out` (`room` bytes, as measured).
 // A string that changed since it was measured is cut so that every later
 // argument still fits: `owed` is what the arguments not yet packed need at
@@ -644,7 +660,11 @@ int pelog_write(pelog_hdl buffer, uint32_t msg_no, uint32_t rec_size, uint32_t h
     const uint32_t offset = buffer->reserve(static_cast<uint32_t>(total));
     unsigned char *record = buffer->bytes() + offset;
     write_header(record, static_cast<uint32_t>(total), msg_no, buffer->seq++, signature, format);
-    pack_args(signature, &args, record + kHeaderSize, total - kHeaderSize);
+    if (has_strings == 0) {
+      pack_fixed_args(signature, &args, record + kHeaderSize);
+    } else {
+      pack_args(signature, &args, record + kHeaderSize, total - kHeaderSize);
+    }
   }
   va_end(args);
   return 0;
