@@ -1,13 +1,12 @@
 // The adapter layer's state, its one-time initialisation, its locks, the
 // registry of adapter ports and the handle check.
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 
 #include <atomic>
 
 #include "common/alloc.h"
-#include "common/trace_setup.h"
+#include "common/layer_state.h"
 #include "platform/thread_mark.h"
 #include "qsa/internal.h"
 
@@ -38,17 +37,15 @@ const MutexOps &mutex_ops() {
   return *g_mutex_ops.load(std::memory_order_acquire);
 }
 
-sfp_rc set_up_tracing(qsa_port_registry &layer) {
-  static constexpr TraceSetupTexts kTexts{
-      .err_name = "qsa_err",
-      .evt_name = "qsa_evt",
-      .err_failed = qsa_stderr_text::kPelogErrFailed,
-      .evt_failed = qsa_stderr_text::kPelogEvtFailed,
-      .null_evm = qsa_stderr_text::kNullEvm,
-      .layer = "qsa",
-  };
-  return set_up_trace_buffers(layer.err_trace, layer.evt_trace, layer.evm, kTexts);
-}
+constexpr TraceSetupTexts kTraceTexts{
+    .err_name = "qsa_err",
+    .evt_name = "qsa_evt",
+    .err_failed = qsa_stderr_text::kPelogErrFailed,
+    .evt_failed = qsa_stderr_text::kPelogEvtFailed,
+    .null_evm = qsa_stderr_text::kNullEvm,
+    .layer = "qsa",
+    .init_failed = qsa_stderr_text::kPelogInitFailed,
+};
 
 int take_lock(pthread_mutex_t *lock, const char *name, uint32_t site) {
   const MutexOps &ops = mutex_ops();
@@ -78,25 +75,18 @@ sfp_trace_hdl qsa_layer_evt_trace() {
 }
 
 uint32_t qsa_no_page_select(uint32_t direction) {
-  uint32_t &flag =
-      direction == SFP_ACCESS_READ ? g_qsa.no_read_page_select : g_qsa.no_write_page_select;
-  return std::atomic_ref<uint32_t>(flag).load(std::memory_order_relaxed);
+  return layer_no_page_select(g_qsa, direction);
 }
 
 void qsa_set_page_select_flags(uint32_t no_write, uint32_t no_read) {
-  std::atomic_ref<uint32_t>(g_qsa.no_write_page_select).store(no_write, std::memory_order_relaxed);
-  std::atomic_ref<uint32_t>(g_qsa.no_read_page_select).store(no_read, std::memory_order_relaxed);
+  store_layer_page_select(g_qsa, no_write, no_read);
 }
 
 sfp_rc qsa_init_layer(const qsa_platform_ops &ops) {
-  g_qsa.evm = ops.evm;
-  const sfp_rc rc = set_up_tracing(g_qsa);
+  const sfp_rc rc = open_layer_traces(g_qsa, ops.evm, kTraceTexts);
   if (rc != SFP_RC_OK) {
-    std::fputs(qsa_stderr_text::kPelogInitFailed, stderr);
     return rc;
   }
-  publish_trace(g_qsa.port_evt_trace, g_qsa.evt_trace);
-  publish_trace(g_qsa.port_err_trace, g_qsa.err_trace);
   trace<msg::kQsaDllInitDone>(g_qsa.evt_trace, 0);
   g_qsa.initialised = 1;
   return SFP_RC_OK;

@@ -1,4 +1,4 @@
-#include "common/trace_setup.h"
+#include "common/layer_state.h"
 
 #include <atomic>
 #include <cstdio>
