@@ -71,7 +71,7 @@ TEST(Pelog, RendersTheConversionsInUseAndCutsBadRecordsAtTheMismatch) {
     records.push_back(std::to_string(msg_no) + " " + signature + " " + want);
     text += want + (want.ends_with('\n') ? "" : "\n");
   };
-  row("addr 0xdeadbeef", "D", "addr 0x%p", uintptr_t{0xdeadbeef});
+  row("addr 0x123456789abc 7", "Dd", "addr 0x%p %d", uintptr_t{0x123456789abc}, 7);
   row("null 0.", "D", "null %p.", uintptr_t{0});
   row("ff -7", "dd", "%x %d", 255, -7);
   row("(null) abc", "ss", "%s %s", static_cast<const char *>(nullptr), "abc");
