@@ -62,14 +62,13 @@ std::vector<Transfer> seen(const Phy &phy) {
 
 class PhyTest : public sfptest::PortTest {
 protected:
-  // A port on a fresh 1000BASE-T module whose PHY is reached as `bus` says.
+  // A port on a fresh 1000BASE-T module whose PHY is reached as `bus` says;
+  // the module's creation record carries the word access and bus mode of
+  // its PHY's width.
   sfp_port_ctx *open(const BusSetup &bus, sfpsim::Memory memory = profile_memory()) {
     auto &module = modules_.emplace_back(std::make_unique<sfpsim::Module>(memory));
     phy_ = &module->attach_phy(Phy(bus.width));
-    sfp_platform_ops ops = sfptest::ops_for(*module);
-    ops.phy_word_access = bus.word_access;
-    ops.bus_mode = bus.bus_mode;
-    sfp_port_ctx *port = create(ops);
+    sfp_port_ctx *port = create(sfptest::ops_for(*module));
     EXPECT_EQ(sfp_xcvr_set_phy_access(port, 533), SFP_RC_OK);
     phy_->clear_log();
     sfptest::clear_traces();
