@@ -158,10 +158,12 @@ void wavelength_fraction(const IdSource &s, char *value) {
   append_piece(value, kFieldValueBound, "0.0%d nm", s.id[62]);
 }
 
-void computed_base_checksum(const IdSource &s, char *value) {
+// The check byte a checksum computes from the page (not the stored one).
+template <sfp_rc (*Check)(const uint8_t *, uint8_t *, uint8_t *)>
+void computed_checksum(const IdSource &s, char *value) {
   uint8_t stored = 0;
   uint8_t computed = 0;
-  sfp_xcvr_check_compliance_base_chksum(s.id, &stored, &computed);
+  Check(s.id, &stored, &computed);
   append_hex(value, &computed, 1);
 }
 
@@ -190,13 +192,6 @@ void enhanced_options(const IdSource &s, char *value) {
     return append_value(value, "None");
   }
   append_flags(s.id[93], kEnhancedOptionFlags, value);
-}
-
-void computed_ext_checksum(const IdSource &s, char *value) {
-  uint8_t stored = 0;
-  uint8_t computed = 0;
-  sfp_xcvr_check_compliance_ext_chksum(s.id, &stored, &computed);
-  append_hex(value, &computed, 1);
 }
 
 void vendor_ext_id_text(const IdSource &s, char *value) {
@@ -254,7 +249,7 @@ constexpr IdEntry kIdEntries[] = {
     {"laserWavelength",         60,  2,  wavelength},
     {"laserWavelengthFraction", 62,  1,  wavelength_fraction},
     {"baseIdChecksum",          63,  1,  nullptr},
-    {"calBaseIdChecksum",       0,   0,  computed_base_checksum},
+    {"calBaseIdChecksum",       0,   0,  computed_checksum<sfp_xcvr_check_compliance_base_chksum>},
     {"options",                 64,  2,  options},
     {"maxBitRate",              66,  1,  percent<66>},
     {"minBitRate",              67,  1,  percent<67>},
@@ -263,7 +258,7 @@ constexpr IdEntry kIdEntries[] = {
     {"diagMonType",             92,  1,  diag_mon_type},
     {"enhancedOptions",         93,  1,  enhanced_options},
     {"extIdChecksum",           95,  1,  nullptr},
-    {"calExtIdChecksum",        0,   0,  computed_ext_checksum},
+    {"calExtIdChecksum",        0,   0,  computed_checksum<sfp_xcvr_check_compliance_ext_chksum>},
     {"vendorSpecific_extId",    0,   0,  vendor_ext_id_text},
     {"vendorSpecific_rsvd1",    0,   0,  vendor_reserved},
     {"vendorSpecific_id",       0,   0,  vendor_id},
