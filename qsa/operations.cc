@@ -137,8 +137,9 @@ sfp_rc hw_status(qsa_port_ctx &port, sfp_hw_status_rec *rec) {
 // Copper link state of a 1000BASE-T SFP: one handshake and one read of the
 // mirrored register 17. Any other SFP leaves `link` as it was.
 void copper_link(qsa_port_ctx &port, uint8_t &link) {
-  if (port.sfp_port == nullptr || port.sfp_type != kXcvr1000BaseT ||
-      !qsa_forwarding<msg::kOpGetStatePresenceFailed>(port)) {
+  // The presence read comes first, whatever the type, so a failing adapter
+  // is reported on every state query.
+  if (!qsa_forwarding<msg::kOpGetStatePresenceFailed>(port) || port.sfp_type != kXcvr1000BaseT) {
     return;
   }
   qsa_wait_page_data_ready(&port, kPhyMirrorSelector);

@@ -133,8 +133,15 @@ TEST_F(QsaOperationsTest, TypeOfTheAdapterItself) {
     EXPECT_STREQ(name, c.name);
     EXPECT_EQ(defaulted, c.rc == SFP_RC_OK ? 0u : 7u);
     EXPECT_EQ(qsa_port_get_type(port, &type, name, 0, &defaulted), SFP_RC_INVALID);
+    // The state query reads presence for a fiber SFP too, though only a
+    // copper one has a link to report.
+    uint8_t link = 7;
+    EXPECT_EQ(qsa_port_get_state(port, &link), SFP_RC_OK);
+    EXPECT_EQ(link, 7);
     EXPECT_EQ(qsa_port_delete(port), SFP_RC_OK);
   }
+  EXPECT_EQ(texts_of(kOpGetStatePresenceFailed),
+            Strings{"Port 3: QSA sfp present read failed : Read error\n"});
   EXPECT_EQ(texts_of(kOpGetTypeNotPresent),
             Strings{"Port 3: Error: QSA is not present, Ext id :0\n"});
   EXPECT_EQ(texts_of(kOpGetTypePresenceFailed).size(), 1u);
