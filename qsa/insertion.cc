@@ -35,19 +35,22 @@ bool sfp_swapped(qsa_port_ctx &port) {
   return true;
 }
 
-// Drops the SFP port of a module that is gone. The handle is cleared before
-// the platform is told, so that the notification never sees a freed port.
+// Drops the SFP port of a module that is gone. The handle is cleared only
+// after the platform is told, so a notification still sees the adapter as
+// holding an SFP port; the deleted handle itself is refused by every SFP
+// operation (it is no longer registered), and every adapter operation waits
+// for the port lock held here.
 void remove_sfp_port(qsa_port_ctx &port, bool inserted, bool instantiated, bool swapped) {
   trace<msg::kOirRemoved>(port.evt_trace, port.port, yes_no(inserted), yes_no(instantiated),
                           yes_no(swapped));
   sfp_port_delete(port.sfp_port);
-  port.sfp_port = nullptr;
   uint8_t disable = 1;
   if (qsa_access(&port, kQsaTxDisableReg, 1, QSA_PAGE_LOWER, &disable, SFP_ACCESS_WRITE) !=
       SFP_RC_OK) {
     trace<msg::kOirTxWriteFailed>(port.err_trace, port.port);
   }
   notify(port);
+  port.sfp_port = nullptr;
 }
 
 // One poll, under the port lock. An adapter that does not answer ends it

@@ -11,9 +11,12 @@ using namespace sfpdrv::msg;
 using Strings = std::vector<std::string>;
 
 std::vector<uint32_t> g_phases;
+qsa_port_ctx *g_watched = nullptr;
 
+// Records each phase, plus 10 while the adapter still holds an SFP port: a
+// removal tells the platform before it lets go of the deleted port.
 int record_phase(void * /*opaque*/, uint32_t phase) {
-  g_phases.push_back(phase);
+  g_phases.push_back(phase + (qsa_is_sfp_instantiated(g_watched) != 0 ? 10 : 0));
   return 0;
 }
 
@@ -22,7 +25,8 @@ protected:
   qsa_port_ctx *create_watched(sfpsim::Adapter &adapter) {
     qsa_platform_ops ops = adapter.platform_ops(kPort, 0);
     ops.oir_notify_cb = record_phase;
-    return create_adapter(ops);
+    g_watched = create_adapter(ops);
+    return g_watched;
   }
 };
 
@@ -77,7 +81,9 @@ TEST_F(QsaInsertionTest, EveryRowOfTheStateTable) {
     clear_qsa_traces();
 
     EXPECT_EQ(qsa_port_detect_sfp_oir(port), SFP_RC_OK);
-    EXPECT_EQ(g_phases, (row.notified ? std::vector<uint32_t>{0, 1} : std::vector<uint32_t>{}));
+    const std::vector<uint32_t> told =
+        row.seated_at_creation ? std::vector<uint32_t>{10, 11} : std::vector<uint32_t>{0, 1};
+    EXPECT_EQ(g_phases, row.notified ? told : std::vector<uint32_t>{});
     EXPECT_EQ(port->sfp_port, row.port_kept ? created : nullptr);
     EXPECT_EQ(sfptest::registry().size(), row.port_kept ? 1u : 0u);
     EXPECT_EQ(adapter.lower(sfpsim::Adapter::kTxDisable), row.port_deleted ? 1 : 0);
@@ -117,7 +123,9 @@ TEST_F(QsaInsertionTest, QueriesReportFailuresAsAbsence) {
   adapter.fail_all(kBusError);
   EXPECT_EQ(qsa_is_sfp_inserted(port) + is_qsa_inserted(port), 0u);
   EXPECT_EQ(texts_of(kQsaInsertedReadFailed).size() + texts_of(kQsaPresentReadFailed).size(), 2u);
+  clear_qsa_traces();
   EXPECT_EQ(qsa_is_sfp_inserted(nullptr) + is_qsa_inserted(nullptr), 0u);
+  EXPECT_EQ(texts_of(kQsaNullPort), (Strings{"NULL Qsa Port\n", "NULL Qsa Port\n"}));
 }
 
 } // namespace
