@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/text.h"
 #include "decode/calibration.h"
 #include "decode/internal.h"
 #include "sfpdrv/decode.h"
@@ -435,7 +436,9 @@ extern "C" SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_status_str(const uint8_t *diag,
   for (std::size_t i = 0; i < kTextEntries.size(); ++i) {
     const TextEntry &entry = kTextEntries[i];
     sfp_decoded_field &field = table->field[i];
-    start_field(field, entry.name);
+    // The table is the caller's to clear: the name is copied, the raw bytes
+    // and the value are appended to what the entry holds.
+    copy_bounded(field.name, kFieldNameBound, entry.name);
     xcvr_bytes_to_hex_string(field.raw, kFieldRawBound, diag + entry.offset, entry.length);
     append_value(field.value, diag, entry, ext_cal != 0);
   }

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <bit>
+#include <cstdio>
 #include <cstring>
 
 #include "sfpdrv/sfpdrv.h"
@@ -271,6 +272,14 @@ TEST(DomStatusText, StatusControlLinesAndMissingPointers) {
   EXPECT_STREQ(small, "Tx Disable:");
   sfp_status_field_table table{};
   const Page page{};
+  // The caller clears the table: what an entry holds stays ahead of the new
+  // raw bytes and value.
+  std::snprintf(table.field[33].raw, sizeof table.field[33].raw, "old ");
+  std::snprintf(table.field[33].value, sizeof table.field[33].value, "old ");
+  ASSERT_EQ(sfp_xcvr_decode_sfp_status_str(page.data(), &table, 0), 0U);
+  EXPECT_STREQ(table.field[33].name, "temp");
+  EXPECT_STREQ(table.field[33].raw, "old 00 00 ");
+  EXPECT_STREQ(table.field[33].value, "old 0.000");
   EXPECT_EQ(sfp_xcvr_decode_sfp_status_str(nullptr, &table, 0), 22U);
   EXPECT_EQ(sfp_xcvr_decode_sfp_status_str(page.data(), nullptr, 0), 22U);
 }
