@@ -352,6 +352,9 @@ sfp_rc build_report(sfp_port_ctx &port, char *out, uint32_t size) {
   const uint8_t *image = port.eeprom;
   ReportText report(areas.text, size);
   report.add("\nSFP EEPROM  port: %d", port.port);
+  if (report.failed()) {
+    return SFP_RC_MODULE_COND;
+  }
   if (decoded != SFP_RC_OK) {
     return decoded;
   }
