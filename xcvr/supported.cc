@@ -170,7 +170,9 @@ bool check_passes(sfp_port_ctx *port, const uint8_t *a0, const char *pid) {
 sfp_eeprom_space sfp_xcvr_spaces_from_type(const sfp_port_ctx *port, const uint8_t *a0,
                                            sfp_xcvr_supported_status status, sfp_xcvr_type type) {
   sfp_eeprom_space spaces{.half_a0 = 1, .full_a0 = 0, .a2 = 0, .dom = 0};
-  if (status == sfp_XCVR_SUPPORTED_OK && port->defaulted == 0) {
+  // Without a port there is no defaulted type to distrust.
+  const bool defaulted = port != nullptr && port->defaulted != 0;
+  if (status == sfp_XCVR_SUPPORTED_OK && !defaulted) {
     spaces.dom = sfp_xcvr_check_digital_monitoring(a0);
     spaces.full_a0 = 1;
     spaces.a2 = has_a2(type) ? 1 : 0;
@@ -215,7 +217,7 @@ extern "C" SFPDRV_API sfp_rc sfp_xcvr_which_space_supported(sfp_port_ctx *port, 
                                                             sfp_xcvr_supported_status status,
                                                             sfp_xcvr_type type,
                                                             sfp_eeprom_space *space) {
-  if (port == nullptr || a0 == nullptr || space == nullptr) {
+  if (a0 == nullptr || space == nullptr) {
     return SFP_RC_INVALID;
   }
   *space = sfp_xcvr_spaces_from_type(port, a0, status, type);

@@ -165,7 +165,8 @@ SFPDRV_API sfp_rc sfp_xcvr_get_pid_ext_supported(sfp_port_ctx *port, sfp_xcvr_ty
                                                  const char *vendor_pn,
                                                  sfp_xcvr_pid_status *status);
 
-/* The memory spaces of a module of the given check status and type. */
+/* The memory spaces of a module of the given check status and type; a null
+   port counts as one whose type was not defaulted. */
 SFPDRV_API sfp_rc sfp_xcvr_which_space_supported(sfp_port_ctx *port, const uint8_t *a0,
                                                  sfp_xcvr_supported_status status,
                                                  sfp_xcvr_type type, sfp_eeprom_space *space);

@@ -98,6 +98,14 @@ TEST_F(Supported, VerdictsAndSpacesOfModules) {
     sfp_eeprom_space spaces{};
     EXPECT_EQ(sfp_xcvr_which_space_supported2(port_, a0.data(), &spaces, ""), c.spaces_rc);
     EXPECT_EQ(flags(spaces), c.spaces);
+    // The record from a given verdict: on a port-less call nothing was
+    // defaulted, so it follows status and type alone.
+    const bool defaulted = port_->defaulted != 0;
+    spaces = {};
+    EXPECT_EQ(sfp_xcvr_which_space_supported(nullptr, a0.data(), c.status, c.type, &spaces), 0);
+    const Spaces refused{1, 0, 0, 0};
+    const Spaces defaulted_sr{1, 1, 1, 1};
+    EXPECT_EQ(flags(spaces), c.status != 0 ? refused : defaulted ? defaulted_sr : c.spaces);
   }
   EXPECT_EQ(records_of("sfp_err", sfpdrv::msg::kCheckSupported)[8 * 4].text,
             "Get SFP check supported, port:0 type:SFP+ 10G CX1-15(697)  status:Failed - "
