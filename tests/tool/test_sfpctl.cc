@@ -153,11 +153,17 @@ TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
 }
 
 TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
+  std::string spaced = "x";
+  for (int i = 0; i < 30; ++i) {
+    spaced += " y";
+  }
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", "subcommand"},
       {"frobnicate", "'frobnicate'"},
-      {"read zz 0 1", "'zz'"},
-      {"read -1 0 1", "-1"},
+      {"read zz 0 1", "PAGE: 'zz' is not a number"},
+      {"read -1 0 1", "PAGE: -1 is out of range"},
+      {"create --data-ready-after 99999999999", "--data-ready-after: 99999999999 is out of range"},
+      {"--fail-at 1:300 read 0 0 1", "OFFSET 300 in '1:300' is out of range 0\\.\\.255"},
       {"read 0 0x100 1", "0x100"},
       {"read 0 0 0", "LENGTH"},
       {"read 0 0 8 extra", "extra"},
@@ -169,6 +175,9 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--bogus read 0 0 1", "unknown option '--bogus'"},
       {"read 0 0 99999999999", "99999999999 is out of range"},
       {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
+      // An argument is cut as a whole, its control bytes escaped.
+      {"--sim '" + spaced + "' read 0 0 1", "'x( y){19} \\.\\.\\.' "},
+      {R"sh(--sim "$(printf 'a\nb\033[31m')" read 0 0 1)sh", R"('a\\nb\\x1b\[31m')"},
   };
   for (const auto &[args, needle] : cases) {
     expect_run(args, 2, {}, {"^sfpctl: .*" + needle});

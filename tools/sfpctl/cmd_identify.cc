@@ -11,6 +11,7 @@
 #include "module_view.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {

@@ -9,7 +9,7 @@
 #include "json.h"
 #include "module_view.h"
 #include "session.h"
-#include "xcvr_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {

@@ -16,6 +16,7 @@
 #include "platform/pelog.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -69,7 +70,7 @@ std::optional<std::vector<Step>> parse_script(const std::string &script) {
     if ((!takes_profile && verb != "remove" && verb != "poll") ||
         (!takes_profile && colon != std::string::npos) ||
         (colon != std::string::npos && sfpsim::find_profile(profile) == nullptr)) {
-      print_error("qsa poll: --script: cannot take '" + word +
+      print_error("qsa poll: --script: cannot take '" + echoed(word) +
                   "' (steps: insert[:PROFILE], swap[:PROFILE], remove, poll)");
       return std::nullopt;
     }
