@@ -789,7 +789,10 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
   EXPECT_NE(status.out.find("\nTx disabled  yes\n"), std::string::npos) << status.out;
   expect_run("--qsa read 0xA00 222 1", 0, {"^0x00de:  f2 "}, {});
   expect_run("--qsa tx on", 0, {"^tx on: status 0", "^adapter byte 86: 0x01 -> 0x00$"}, {});
-  expect_run("read 0xA04 128 16", 2, {}, {"^sfpctl: read: page 0xA04 is an adapter page code"});
+  for (const std::string page : {"0xA0", "0xA04"}) {
+    expect_run("read " + page + " 86 1", 2, {},
+               {"^sfpctl: read: page " + page + " is an adapter page code"});
+  }
   expect_run("--qsa read 0 0 1", 2, {}, {"^sfpctl: read: with --qsa PAGE is an adapter page"});
   for (const char *command : {"cdr on", "ctle on", "power-class high", "tune 1", "create"}) {
     expect_run(std::string("--qsa ") + command, 2, {},

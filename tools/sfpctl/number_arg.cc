@@ -137,8 +137,10 @@ void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset) {
   command.footer("Numbers are decimal or hex with 0x.");
 }
 
+// Without --qsa, 0xA0 is the adapter's lower page: a usage error, not a
+// module page for the library to refuse.
 bool page_for_port(bool qsa, uint32_t page, std::string_view command) {
-  if (qsa ? adapter_page(page) : page <= kLastModulePage) {
+  if (qsa ? adapter_page(page) : page <= kLastModulePage && !adapter_page(page)) {
     return true;
   }
   char text[160];
