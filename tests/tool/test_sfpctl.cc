@@ -687,12 +687,37 @@ TEST(sfpctlStatus, TableOfQuantitiesThresholdsAndFlags) {
              {});
 }
 
+// The keys and values of a JSON object of plain values on one line, in
+// their order; none when the line is not such an object or holds a byte
+// that is not printable ASCII.
+using Members = std::vector<std::pair<std::string, std::string>>;
+Members json_members(const std::string &line) {
+  static const std::regex member(
+      R"re("([a-z_]+)": ("(?:[^"\\]|\\["\\]|\\u00[0-9a-f]{2})*"|-?[0-9][-+.e0-9]*|true|false|null)(?:, |\}$))re");
+  if (!line.starts_with('{') ||
+      !std::all_of(line.begin(), line.end(), [](char c) { return c >= 0x20 && c < 0x7f; })) {
+    return {};
+  }
+  Members members;
+  for (auto at = line.cbegin() + 1; at != line.cend();) {
+    std::smatch match;
+    if (!std::regex_search(at, line.cend(), match, member,
+                           std::regex_constants::match_continuous)) {
+      return {};
+    }
+    members.emplace_back(match[1].str(), match[2].str());
+    at = match[0].second;
+  }
+  return members;
+}
+
 // One object of snake_case keys with the unit in the name; null for what the
 // module does not have, JSON escapes for bytes that are not printable.
 TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   sfpsim::Memory dark = sfpsim::find_profile("10gbase-sr")->memory;
   dark.a2_lower[104] = dark.a2_lower[105] = 0; // no light received
   std::copy_n("SL-\x01\xc3X\x7f", 7, dark.a0.begin() + 40);
+  dark.tables[0][10 + 7] = 0x01; // in the catalogue PN
   sfpsim::fix_checksums(dark);
   const std::string path = write_image(dark);
   const std::string common = "\"vendor_name\": \"SIMLAB OPTICS\"";
@@ -712,16 +737,19 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
        {common, "\"vendor_pn\": \"SL-\\u0001\\u00c3X\\u007fR-DM\"", "\"rx_power_mw\": 0,",
         "\"rx_power_dbm\": null,", "\"pid\": \"PX-SFP-10G-SR\"", "\"type\": 594,",
         "\"compliance\": 0,"}},
+      {"--image " + path + " identify --json", {"\"catalogue_pn\": \"74-0594\\u000102\""}},
       {"--sim 10g-tunable-dwdm identify --json",
        {common, "\"type\": 765,", "\"wavelength_nm\": 1566.723,", "\"pid_check\": \"Supported\"",
         "\"defaulted\": false"}},
+      {"--sim 10g-dac-1m identify --json", {"\"catalogue_pn\": null,"}},
       {"--sim blank identify --json",
-       {"\"type\": 512,", "\"vendor_name\": \"\",", "\"temperature_c\": null,"}},
+       {"\"type\": 512,", "\"vendor_name\": null,", "\"temperature_c\": null,"}},
   };
   for (const auto &[args, needles] : cases) {
     const ToolRun run = run_sfpctl(args);
     EXPECT_EQ(lines_of(run.out).size(), 1u) << args;
-    EXPECT_TRUE(run.out.starts_with("{") && run.out.ends_with("}\n")) << args << run.out;
+    EXPECT_FALSE(json_members(run.out.substr(0, run.out.size() - 1)).empty()) << args << run.out;
+    EXPECT_TRUE(run.out.ends_with("}\n")) << args << run.out;
     for (const std::string &needle : needles) {
       EXPECT_NE(run.out.find(needle), std::string::npos) << args << ": " << needle << "\n"
                                                          << run.out;
@@ -772,6 +800,28 @@ TEST(sfpctlQsa, PollPlaysTheDefaultScript) {
   expect_run("qsa poll", 0, out, {});
   expect_run("qsa poll --script insert:1000base-sx,poll,dance", 2, {},
              {"^sfpctl: qsa poll: --script: cannot take 'dance'"});
+}
+
+// Behind an adapter that holds no SFP port, --json still gives one object
+// with the keys it gives for an SFP: only the adapter's have a value.
+TEST(sfpctlQsa, JsonWithoutAnSfpPortHasEveryKey) {
+  for (const std::string command : {"status", "info", "identify"}) {
+    const Members with =
+        json_members(lines_of(run_sfpctl("--qsa " + command + " --json").out).at(0));
+    const ToolRun run = run_sfpctl("--qsa --sim blank " + command + " --json");
+    EXPECT_EQ(run.exit_code, 1) << command;
+    const Lines lines = lines_of(run.out);
+    ASSERT_EQ(lines.size(), 1u) << command << ": " << run.out;
+    const Members without = json_members(lines[0]);
+    ASSERT_EQ(without.size(), with.size()) << lines[0];
+    for (std::size_t i = 0; i < with.size(); ++i) {
+      const std::string &key = without[i].first;
+      EXPECT_EQ(key, with[i].first) << command;
+      const bool adapters = key == "tx_disabled" || key.starts_with("adapter") ||
+                            (command == "identify" && key.starts_with("type"));
+      EXPECT_EQ(without[i].second == "null", !adapters) << command << ": " << key;
+    }
+  }
 }
 
 // Behind the adapter: its own type and transmitter, adapter page codes, and
