@@ -648,16 +648,19 @@ TEST(sfpctlReport, ReportAndDebugPrintTheLibrarysTextsAlsoForImagesItRefuses) {
     EXPECT_EQ(run.exit_code, 0) << args << ": " << run.err;
     EXPECT_EQ(run.out, data_file(file)) << args;
   }
-  // Bytes that are not printable go out as they are; a module of no known
-  // type still gets its report, and exit 1.
+  EXPECT_TRUE(run_sfpctl("--sim 10gbase-sr debug").out.ends_with("\n"));
+  // Bytes that are not printable show as '.'; a module of no known type
+  // still gets its report, and exit 1.
   sfpsim::Memory odd = sfpsim::find_profile("10gbase-sr")->memory;
-  std::copy_n("SL-\x02\xc3X", 6, odd.a0.begin() + 40); // vendor PN
+  std::copy_n("SL-\x02\xffX", 6, odd.a0.begin() + 40); // vendor PN
   odd.a0[63] ^= 0xff;
   const std::string path = write_image(odd);
   ToolRun run = run_sfpctl("--image " + path + " report");
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_NE(run.out.find("\n\tVendor Part Number: SL-\x02\xc3XSR-DM "), std::string::npos)
-      << run.out;
+  EXPECT_NE(run.out.find("\n\tVendor Part Number: SL-..XSR-DM "), std::string::npos) << run.out;
+  EXPECT_TRUE(std::all_of(run.out.begin(), run.out.end(), [](char c) {
+    return (c >= 0x20 && c < 0x7f) || c == '\n' || c == '\t';
+  }));
   odd.a0[3] = 0;
   (void)write_image(odd);
   run = run_sfpctl("--image " + path + " report");

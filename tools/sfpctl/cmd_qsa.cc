@@ -117,7 +117,7 @@ void print_adapter_messages() {
             line.pop_back();
           }
           if (number != kAccessRecord) {
-            std::printf("  %s: %s\n", static_cast<const char *>(ctx), line.c_str());
+            std::printf("  %s: %s\n", static_cast<const char *>(ctx), printable(line).c_str());
           }
         },
         const_cast<char *>(name));
