@@ -178,6 +178,8 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       // An argument is cut as a whole, its control bytes escaped.
       {"--sim '" + spaced + "' read 0 0 1", "'x( y){19} \\.\\.\\.' "},
       {R"sh(--sim "$(printf 'a\nb\033[31m')" read 0 0 1)sh", R"('a\\nb\\x1b\[31m')"},
+      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'"},
+      {"qsa poll --script ''", "--script: no steps given"},
   };
   for (const auto &[args, needle] : cases) {
     expect_run(args, 2, {}, {"^sfpctl: .*" + needle});

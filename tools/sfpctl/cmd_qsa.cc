@@ -142,7 +142,12 @@ public:
     poll->add_option("--script", script_,
                      "Comma-separated steps: insert[:PROFILE], swap[:PROFILE], remove, poll "
                      "(e.g. insert:10gbase-sr,poll,swap:1000base-sx,poll,remove,poll)")
-        ->type_name("STEPS");
+        ->type_name("STEPS")
+        ->check(CLI::Validator(
+            [](const std::string &steps) {
+              return steps.empty() ? std::string("no steps given") : std::string();
+            },
+            "", "STEPS"));
     sub.footer("The adapter starts empty. Without --script: insert the module of --sim or "
                "--image, poll, poll (unchanged), swap for another profile, poll, remove, poll. "
                "After a notification with an SFP seated the adapter port is created again, as "

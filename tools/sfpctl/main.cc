@@ -52,6 +52,24 @@ std::string usage_line(std::string text, const std::string &help) {
   return "sfpctl: " + escaped(text) + ". Run '" + help + "' for more information.\n";
 }
 
+// An option of the command given before the command ("sfpctl --json
+// status"), where only the tool's own options go: a hint that says so.
+std::string misplaced_option_hint(const std::vector<CLI::App *> &selected,
+                                  std::string_view option) {
+  const std::string name(option.substr(0, option.find('=')));
+  const CLI::App *command = selected.empty() ? nullptr : selected.front();
+  for (std::string path = "sfpctl"; command != nullptr;) {
+    path += " " + command->get_name();
+    if (command->get_option_no_throw(name) != nullptr) {
+      return ": it is an option of the command and goes after it ('" + path.append(" ") + name +
+             "')";
+    }
+    const std::vector<CLI::App *> nested = command->get_subcommands();
+    command = nested.empty() ? nullptr : nested.front();
+  }
+  return {};
+}
+
 // CLI11 reports parse errors on several lines; the tool gives one. Its own
 // messages quote arguments as they are: they are echoed as the tool's are.
 std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
@@ -67,7 +85,7 @@ std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
   const std::vector<std::string> left = app->remaining();
   const std::string_view option = unknown_option(left);
   if (!option.empty()) {
-    text = "unknown option '" + echoed(option) + "'";
+    text = "unknown option '" + echoed(option) + "'" + misplaced_option_hint(selected, option);
   } else if (selected.empty() && !left.empty()) {
     text = "unknown command '" + echoed(left.front()) + "'";
   } else if (!left.empty()) {
