@@ -153,11 +153,17 @@ TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
 }
 
 TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
+  std::string spaced = "x";
+  for (int i = 0; i < 30; ++i) {
+    spaced += " y";
+  }
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", "subcommand"},
       {"frobnicate", "'frobnicate'"},
-      {"read zz 0 1", "'zz'"},
-      {"read -1 0 1", "-1"},
+      {"read zz 0 1", "PAGE: 'zz' is not a number"},
+      {"read -1 0 1", "PAGE: -1 is out of range"},
+      {"create --data-ready-after 99999999999", "--data-ready-after: 99999999999 is out of range"},
+      {"--fail-at 1:300 read 0 0 1", "OFFSET 300 in '1:300' is out of range 0\\.\\.255"},
       {"read 0 0x100 1", "0x100"},
       {"read 0 0 0", "LENGTH"},
       {"read 0 0 8 extra", "extra"},
@@ -169,6 +175,11 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--bogus read 0 0 1", "unknown option '--bogus'"},
       {"read 0 0 99999999999", "99999999999 is out of range"},
       {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
+      // An argument is cut as a whole, its control bytes escaped.
+      {"--sim '" + spaced + "' read 0 0 1", "'x( y){19} \\.\\.\\.' "},
+      {R"sh(--sim "$(printf 'a\nb\033[31m')" read 0 0 1)sh", R"('a\\nb\\x1b\[31m')"},
+      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'"},
+      {"qsa poll --script ''", "--script: no steps given"},
   };
   for (const auto &[args, needle] : cases) {
     expect_run(args, 2, {}, {"^sfpctl: .*" + needle});
@@ -639,16 +650,19 @@ TEST(sfpctlReport, ReportAndDebugPrintTheLibrarysTextsAlsoForImagesItRefuses) {
     EXPECT_EQ(run.exit_code, 0) << args << ": " << run.err;
     EXPECT_EQ(run.out, data_file(file)) << args;
   }
-  // Bytes that are not printable go out as they are; a module of no known
-  // type still gets its report, and exit 1.
+  EXPECT_TRUE(run_sfpctl("--sim 10gbase-sr debug").out.ends_with("\n"));
+  // Bytes that are not printable show as '.'; a module of no known type
+  // still gets its report, and exit 1.
   sfpsim::Memory odd = sfpsim::find_profile("10gbase-sr")->memory;
-  std::copy_n("SL-\x02\xc3X", 6, odd.a0.begin() + 40); // vendor PN
+  std::copy_n("SL-\x02\xffX", 6, odd.a0.begin() + 40); // vendor PN
   odd.a0[63] ^= 0xff;
   const std::string path = write_image(odd);
   ToolRun run = run_sfpctl("--image " + path + " report");
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_NE(run.out.find("\n\tVendor Part Number: SL-\x02\xc3XSR-DM "), std::string::npos)
-      << run.out;
+  EXPECT_NE(run.out.find("\n\tVendor Part Number: SL-..XSR-DM "), std::string::npos) << run.out;
+  EXPECT_TRUE(std::all_of(run.out.begin(), run.out.end(), [](char c) {
+    return (c >= 0x20 && c < 0x7f) || c == '\n' || c == '\t';
+  }));
   odd.a0[3] = 0;
   (void)write_image(odd);
   run = run_sfpctl("--image " + path + " report");
@@ -678,12 +692,37 @@ TEST(sfpctlStatus, TableOfQuantitiesThresholdsAndFlags) {
              {});
 }
 
+// The keys and values of a JSON object of plain values on one line, in
+// their order; none when the line is not such an object or holds a byte
+// that is not printable ASCII.
+using Members = std::vector<std::pair<std::string, std::string>>;
+Members json_members(const std::string &line) {
+  static const std::regex member(
+      R"re("([a-z_]+)": ("(?:[^"\\]|\\["\\]|\\u00[0-9a-f]{2})*"|-?[0-9][-+.e0-9]*|true|false|null)(?:, |\}$))re");
+  if (!line.starts_with('{') ||
+      !std::all_of(line.begin(), line.end(), [](char c) { return c >= 0x20 && c < 0x7f; })) {
+    return {};
+  }
+  Members members;
+  for (auto at = line.cbegin() + 1; at != line.cend();) {
+    std::smatch match;
+    if (!std::regex_search(at, line.cend(), match, member,
+                           std::regex_constants::match_continuous)) {
+      return {};
+    }
+    members.emplace_back(match[1].str(), match[2].str());
+    at = match[0].second;
+  }
+  return members;
+}
+
 // One object of snake_case keys with the unit in the name; null for what the
 // module does not have, JSON escapes for bytes that are not printable.
 TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   sfpsim::Memory dark = sfpsim::find_profile("10gbase-sr")->memory;
   dark.a2_lower[104] = dark.a2_lower[105] = 0; // no light received
   std::copy_n("SL-\x01\xc3X\x7f", 7, dark.a0.begin() + 40);
+  dark.tables[0][10 + 7] = 0x01; // in the catalogue PN
   sfpsim::fix_checksums(dark);
   const std::string path = write_image(dark);
   const std::string common = "\"vendor_name\": \"SIMLAB OPTICS\"";
@@ -703,16 +742,19 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
        {common, "\"vendor_pn\": \"SL-\\u0001\\u00c3X\\u007fR-DM\"", "\"rx_power_mw\": 0,",
         "\"rx_power_dbm\": null,", "\"pid\": \"PX-SFP-10G-SR\"", "\"type\": 594,",
         "\"compliance\": 0,"}},
+      {"--image " + path + " identify --json", {"\"catalogue_pn\": \"74-0594\\u000102\""}},
       {"--sim 10g-tunable-dwdm identify --json",
        {common, "\"type\": 765,", "\"wavelength_nm\": 1566.723,", "\"pid_check\": \"Supported\"",
         "\"defaulted\": false"}},
+      {"--sim 10g-dac-1m identify --json", {"\"catalogue_pn\": null,"}},
       {"--sim blank identify --json",
-       {"\"type\": 512,", "\"vendor_name\": \"\",", "\"temperature_c\": null,"}},
+       {"\"type\": 512,", "\"vendor_name\": null,", "\"temperature_c\": null,"}},
   };
   for (const auto &[args, needles] : cases) {
     const ToolRun run = run_sfpctl(args);
     EXPECT_EQ(lines_of(run.out).size(), 1u) << args;
-    EXPECT_TRUE(run.out.starts_with("{") && run.out.ends_with("}\n")) << args << run.out;
+    EXPECT_FALSE(json_members(run.out.substr(0, run.out.size() - 1)).empty()) << args << run.out;
+    EXPECT_TRUE(run.out.ends_with("}\n")) << args << run.out;
     for (const std::string &needle : needles) {
       EXPECT_NE(run.out.find(needle), std::string::npos) << args << ": " << needle << "\n"
                                                          << run.out;
@@ -765,6 +807,28 @@ TEST(sfpctlQsa, PollPlaysTheDefaultScript) {
              {"^sfpctl: qsa poll: --script: cannot take 'dance'"});
 }
 
+// Behind an adapter that holds no SFP port, --json still gives one object
+// with the keys it gives for an SFP: only the adapter's have a value.
+TEST(sfpctlQsa, JsonWithoutAnSfpPortHasEveryKey) {
+  for (const std::string command : {"status", "info", "identify"}) {
+    const Members with =
+        json_members(lines_of(run_sfpctl("--qsa " + command + " --json").out).at(0));
+    const ToolRun run = run_sfpctl("--qsa --sim blank " + command + " --json");
+    EXPECT_EQ(run.exit_code, 1) << command;
+    const Lines lines = lines_of(run.out);
+    ASSERT_EQ(lines.size(), 1u) << command << ": " << run.out;
+    const Members without = json_members(lines[0]);
+    ASSERT_EQ(without.size(), with.size()) << lines[0];
+    for (std::size_t i = 0; i < with.size(); ++i) {
+      const std::string &key = without[i].first;
+      EXPECT_EQ(key, with[i].first) << command;
+      const bool adapters = key == "tx_disabled" || key.starts_with("adapter") ||
+                            (command == "identify" && key.starts_with("type"));
+      EXPECT_EQ(without[i].second == "null", !adapters) << command << ": " << key;
+    }
+  }
+}
+
 // Behind the adapter: its own type and transmitter, adapter page codes, and
 // the commands it does not pass on.
 TEST(sfpctlQsa, CommandsThroughTheAdapter) {
@@ -780,7 +844,10 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
   EXPECT_NE(status.out.find("\nTx disabled  yes\n"), std::string::npos) << status.out;
   expect_run("--qsa read 0xA00 222 1", 0, {"^0x00de:  f2 "}, {});
   expect_run("--qsa tx on", 0, {"^tx on: status 0", "^adapter byte 86: 0x01 -> 0x00$"}, {});
-  expect_run("read 0xA04 128 16", 2, {}, {"^sfpctl: read: page 0xA04 is an adapter page code"});
+  for (const std::string page : {"0xA0", "0xA04"}) {
+    expect_run("read " + page + " 86 1", 2, {},
+               {"^sfpctl: read: page " + page + " is an adapter page code"});
+  }
   expect_run("--qsa read 0 0 1", 2, {}, {"^sfpctl: read: with --qsa PAGE is an adapter page"});
   for (const char *command : {"cdr on", "ctle on", "power-class high", "tune 1", "create"}) {
     expect_run(std::string("--qsa ") + command, 2, {},

@@ -10,6 +10,7 @@
 #include "number_arg.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -83,8 +84,15 @@ std::string wait_total(const std::vector<uint32_t> &waits) {
 CLI::Validator count_or_never() {
   return CLI::Validator(
       [](std::string &text) -> std::string {
-        if (text != kNever && parse_number(text).result != ParsedNumber::Result::Ok) {
-          return "'" + text + "' is neither a number of reads nor 'never'";
+        if (text == kNever) {
+          return {};
+        }
+        const ParsedNumber number = parse_number(text);
+        if (number.result == ParsedNumber::Result::NotANumber) {
+          return "'" + echoed(text) + "' is neither a number of reads nor 'never'";
+        }
+        if (number.result != ParsedNumber::Result::Ok) {
+          return echoed(text) + " is out of range 0.." + std::to_string(UINT32_MAX);
         }
         return {};
       },

@@ -1,12 +1,15 @@
 // debug: the raw dump of the diagnostic pages that the library gives for
 // field debugging.
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "command.h"
 #include "session.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -33,7 +36,12 @@ public:
         }) != SFP_RC_OK) {
       return kExitFailure;
     }
-    std::fwrite(text.data(), 1, length, stdout);
+    std::string_view dump(text.data(), std::min(length, kDumpSize));
+    print_library_text(dump);
+    // The library's dump can end without a line end.
+    if (!dump.empty() && dump.back() != '\n') {
+      std::fputc('\n', stdout);
+    }
     return kExitOk;
   }
 };

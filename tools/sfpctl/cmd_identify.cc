@@ -2,6 +2,7 @@
 // supported, which memory it has, how it is classified and whether its part
 // numbers are ours.
 #include <cstdio>
+#include <span>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -11,6 +12,7 @@
 #include "module_view.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -24,6 +26,14 @@ constexpr std::size_t kCataloguePnOffset = SFP_IMAGE_A2_TABLE0 + (138 - 128);
 constexpr std::size_t kCataloguePnWidth = 10;
 constexpr std::size_t kExtComplianceOffset = 36;
 
+// The keys of the results that follow the type (and the adapter's line),
+// in their order: null when there is no SFP port to give them. A module the
+// library refuses has only the first, its verdict.
+constexpr const char *kPortKeys[] = {
+    "supported", "memory", "multi_rate", "cable",        "copper",          "dwdm",
+    "defaulted", "pid",    "pid_check",  "catalogue_pn", "catalogue_check", "vendor_pn_check",
+    "part_check"};
+
 // Where the results go: "label: value" lines, or, with --json, the keys of
 // one object (a result without a key is left out of it).
 class Results {
@@ -32,9 +42,25 @@ public:
 
   void line(const char *label, const char *key, const std::string &value) {
     if (json_ == nullptr) {
-      std::printf("%-17s %s\n", label, value.c_str());
+      std::printf("%-17s %s\n", label, printable(value).c_str());
     } else if (key != nullptr) {
       json_->text(key, value);
+    }
+  }
+  // A text field of module memory: "-", or with --json null, when empty.
+  void field(const char *label, const char *key, const std::string &value) {
+    if (json_ == nullptr) {
+      line(label, key, value.empty() ? "-" : value);
+    } else if (key != nullptr) {
+      json_->field(key, value);
+    }
+  }
+  // With --json: null for each of `keys`, which have no value.
+  void absent(std::span<const char *const> keys) {
+    if (json_ != nullptr) {
+      for (const char *key : keys) {
+        json_->null(key);
+      }
     }
   }
   void flag(const char *label, const char *key, uint32_t flag) {
@@ -51,10 +77,11 @@ public:
       json_->integer("type", type).text("type_name", name);
     }
   }
-  // With --json: the module's vendor fields, wavelength and live values.
-  void module(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
+  // With --json: the module's vendor fields, wavelength and live values;
+  // all null without a module (`context` null).
+  void module(sfp_port_ctx *context, const sfp_hw_status_rec *status) {
     if (json_ != nullptr) {
-      add_module_keys(*json_, module_view(context, status));
+      add_module_keys(*json_, context != nullptr ? module_view(*context, status) : ModuleView{});
     }
   }
   bool json() const { return json_ != nullptr; }
@@ -98,7 +125,9 @@ public:
     sub.footer("A module the library does not accept gets its type and verdict, and exit status "
                "1. --rate picks the rate of a multi-rate module. With --qsa the type is the "
                "adapter port's (qsa_port_type: the SFP's, or the adapter's own when no SFP is "
-               "seated) and an adapter line names the adapter itself.");
+               "seated) and an adapter line names the adapter itself. With --json a number the "
+               "module does not carry is null, and so is every result of the SFP when the "
+               "adapter holds no SFP port.");
   }
 
   int run(Session &session) override {
@@ -136,6 +165,8 @@ private:
       qsa_port_copy_hw_info(adapter, &own);
       out.line("adapter:", "adapter", type_text(own.xcvr_type, own.type_name));
       if (port == nullptr) {
+        out.absent(kPortKeys);
+        out.module(nullptr, nullptr);
         return kExitOk;
       }
     }
@@ -157,7 +188,7 @@ private:
       return adapter != nullptr ? qsa_port_hw_status(adapter, &status)
                                 : sfp_port_hw_status(port, &status);
     }) == SFP_RC_OK;
-    out.module(*port, live ? &status : nullptr);
+    out.module(port, live ? &status : nullptr);
     return live ? kExitOk : kExitFailure;
   }
 
@@ -173,7 +204,8 @@ private:
     (void)sfp_xcvr_check_supported(context, context->eeprom, &status, &type, pid.c_str());
     out.type(type, sfp_xcvr_get_name_from_type(context, type));
     out.line("supported:", "supported", sfp_xcvr_supported_to_str(status));
-    out.module(*context, nullptr);
+    out.absent(std::span(kPortKeys).subspan(1));
+    out.module(context, nullptr);
     return kExitFailure;
   }
 
@@ -242,7 +274,7 @@ private:
       if (!field.text.empty()) {
         rc = field.check(port, type, field.text.c_str(), &status);
       }
-      out.line(field.label, field.key, field.text.empty() ? "-" : printable(field.text));
+      out.field(field.label, field.key, field.text);
       out.line(field.check_label, field.check_key, check_text(rc, status));
     }
     sfp_xcvr_pid_status status = SFP_PID_NOT_CHECKED;

@@ -9,7 +9,7 @@
 #include "json.h"
 #include "module_view.h"
 #include "session.h"
-#include "xcvr_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -57,9 +57,10 @@ public:
     sub.add_flag("--json", json_, "Print one JSON object instead of the lines");
     sub.footer("The identity is the library's snapshot (sfp_port_hw_info), whose text fields "
                "are cut at their first blank; vendor name, part number and serial number are "
-               "shown whole. Bytes that are not printable show as '.'. With --qsa "
-               "(qsa_port_hw_info) the adapter's own identity follows, copied from its memory "
-               "as it stands, with its QSFP checksums.");
+               "shown whole. Bytes that are not printable show as '.' (in JSON as \\u00XX; an "
+               "empty field is null). With --qsa (qsa_port_hw_info) the adapter's own identity "
+               "follows, copied from its memory as it stands, with its QSFP checksums; with no "
+               "SFP port behind the adapter the SFP's JSON keys are null.");
   }
 
   int run(Session &session) override {
@@ -111,18 +112,23 @@ private:
   }
 
   // With --qsa the adapter's identity follows as "adapter_" keys; the SFP's
-  // keys are left out when no SFP port is behind it.
+  // keys are null when no SFP port is behind it.
   static int print_json(Session &session, sfp_port_ctx *port, const sfp_hw_info_rec &info,
                         const sfp_hw_info_rec *adapter_info) {
     JsonObject json;
     bool live = true;
     if (port != nullptr) {
       live = add_sfp_keys(session, *port, info, json);
+    } else {
+      json.absent(true);
+      add_module_keys(json, ModuleView{});
+      add_identity_keys(info, json);
+      json.absent(false);
     }
     if (adapter_info != nullptr) {
-      json.text("adapter_vendor_name", printable(adapter_info->vendor_name))
-          .text("adapter_vendor_pn", printable(adapter_info->vendor_pn))
-          .text("adapter_vendor_sn", printable(adapter_info->vendor_sn))
+      json.field("adapter_vendor_name", adapter_info->vendor_name)
+          .field("adapter_vendor_pn", adapter_info->vendor_pn)
+          .field("adapter_vendor_sn", adapter_info->vendor_sn)
           .integer("adapter_type", adapter_info->xcvr_type)
           .text("adapter_type_name", adapter_info->type_name)
           .integer("adapter_compliance", adapter_info->compliance);
@@ -139,17 +145,22 @@ private:
                                                : sfp_port_hw_status(&port, &status);
     }) == SFP_RC_OK;
     add_module_keys(json, module_view(port, live ? &status : nullptr));
-    json.text("vendor_rev", info.vendor_rev)
-        .text("date_code", info.date_code)
+    add_identity_keys(info, json);
+    return live;
+  }
+
+  // The rest of the identity snapshot.
+  static void add_identity_keys(const sfp_hw_info_rec &info, JsonObject &json) {
+    json.field("vendor_rev", info.vendor_rev)
+        .field("date_code", info.date_code)
         .text("vendor_oui", oui_text(info.vendor_oui))
-        .text("pid", info.pid)
-        .text("clei", info.clei)
-        .text("version", info.version_id)
+        .field("pid", info.pid)
+        .field("clei", info.clei)
+        .field("version", info.version_id)
         .integer("type", info.xcvr_type)
         .text("type_name", info.type_name)
         .integer("compliance", info.compliance)
         .text("compliance_text", compliance_text(info.compliance));
-    return live;
   }
 
   bool json_ = false;

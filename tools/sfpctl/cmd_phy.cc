@@ -8,7 +8,7 @@
 #include "command.h"
 #include "number_arg.h"
 #include "session.h"
-#include "xcvr_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -42,7 +42,7 @@ public:
     sub.add_option("--sim-link", link_speed_,
                    "The simulated PHY reports its copper link up at this speed")
         ->type_name("10|100|1000")
-        ->check(CLI::IsMember({10u, 100u, 1000u}));
+        ->transform(number_of({10, 100, 1000}));
 
     read_ = sub.add_subcommand("read", "Read a PHY register");
     add_register(*read_);

@@ -16,6 +16,7 @@
 #include "platform/pelog.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -69,7 +70,7 @@ std::optional<std::vector<Step>> parse_script(const std::string &script) {
     if ((!takes_profile && verb != "remove" && verb != "poll") ||
         (!takes_profile && colon != std::string::npos) ||
         (colon != std::string::npos && sfpsim::find_profile(profile) == nullptr)) {
-      print_error("qsa poll: --script: cannot take '" + word +
+      print_error("qsa poll: --script: cannot take '" + echoed(word) +
                   "' (steps: insert[:PROFILE], swap[:PROFILE], remove, poll)");
       return std::nullopt;
     }
@@ -116,7 +117,7 @@ void print_adapter_messages() {
             line.pop_back();
           }
           if (number != kAccessRecord) {
-            std::printf("  %s: %s\n", static_cast<const char *>(ctx), line.c_str());
+            std::printf("  %s: %s\n", static_cast<const char *>(ctx), printable(line).c_str());
           }
         },
         const_cast<char *>(name));
@@ -141,7 +142,12 @@ public:
     poll->add_option("--script", script_,
                      "Comma-separated steps: insert[:PROFILE], swap[:PROFILE], remove, poll "
                      "(e.g. insert:10gbase-sr,poll,swap:1000base-sx,poll,remove,poll)")
-        ->type_name("STEPS");
+        ->type_name("STEPS")
+        ->check(CLI::Validator(
+            [](const std::string &steps) {
+              return steps.empty() ? std::string("no steps given") : std::string();
+            },
+            "", "STEPS"));
     sub.footer("The adapter starts empty. Without --script: insert the module of --sim or "
                "--image, poll, poll (unchanged), swap for another profile, poll, remove, poll. "
                "After a notification with an SFP seated the adapter port is created again, as "

@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "session.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -34,7 +35,7 @@ public:
       while (*start == '\n') {
         ++start;
       }
-      std::fputs(start, stdout);
+      print_library_text(start);
       std::free(text);
     }
     return rc == SFP_RC_OK ? kExitOk : kExitFailure;

@@ -11,6 +11,7 @@
 #include "command.h"
 #include "session.h"
 #include "status_text.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -26,8 +27,9 @@ public:
   void add_arguments(CLI::App &sub) override {
     sub.footer("The report is what sfp_port_phy_reg_decode gives (with --qsa "
                "qsa_port_phy_reg_decode: the SFP's report, then the adapter's lower page and "
-               "upper page 0). A module the library does not accept gets its report too, and "
-               "exit status 1.");
+               "upper page 0). Bytes of the module's text fields that are not printable show as "
+               "'.'. A module the library does not accept gets its report too, and exit "
+               "status 1.");
   }
 
   int run(Session &session) override {
@@ -43,7 +45,7 @@ public:
         }) != SFP_RC_OK) {
       return kExitFailure;
     }
-    std::fputs(text, stdout);
+    print_library_text(text);
     std::free(text);
     return kExitOk;
   }
@@ -68,7 +70,7 @@ private:
       print_error("report failed: " + status_text(rc));
       return kExitFailure;
     }
-    std::fputs(text.data(), stdout);
+    print_library_text(text.data());
     return kExitFailure;
   }
 };

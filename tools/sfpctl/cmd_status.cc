@@ -103,10 +103,12 @@ std::string json_key(const char *quantity, const char *what, const char *suffix)
   return key;
 }
 
-void print_json(sfp_port_ctx &port, const Rec &rec, const ModuleView &view) {
+// Behind an adapter that holds no SFP port (`port` null) only the adapter's
+// transmitter has a value: the keys of the module are all null.
+void print_json(const sfp_port_ctx *port, const Rec &rec, const ModuleView &view) {
   JsonObject json;
-  const bool diagnostics = has_diagnostics(port);
-  json.flag("diagnostics", diagnostics);
+  const bool diagnostics = port != nullptr && has_diagnostics(*port);
+  json.absent(port == nullptr).flag("diagnostics", diagnostics);
   add_module_keys(json, view);
   const auto limit = [&](float value) {
     return diagnostics ? std::optional<double>(value) : std::nullopt;
@@ -125,14 +127,14 @@ void print_json(sfp_port_ctx &port, const Rec &rec, const ModuleView &view) {
       json.flag(json_key(q.key, flags[i], "flag"), (rec.*q.flags)[i] != 0);
     }
   }
-  if (diagnostics && tunable(port)) {
+  if (diagnostics && tunable(*port)) {
     json.integer("channel", rec.channel);
   } else {
     json.null("channel");
   }
   json.flag("los", rec.los != 0).flag("tx_fault", rec.tx_fault != 0);
-  json.flag("tx_disabled", rec.tx_disabled != 0)
-      .flag("no_diagnostics_type", rec.no_diagnostics != 0);
+  json.absent(false).flag("tx_disabled", rec.tx_disabled != 0);
+  json.absent(port == nullptr).flag("no_diagnostics_type", rec.no_diagnostics != 0);
   std::fputs(json.str().c_str(), stdout);
 }
 
@@ -147,7 +149,7 @@ public:
     sub.footer("Values are the library's status snapshot (sfp_port_hw_status; with --qsa "
                "qsa_port_hw_status, whose Tx disabled is the adapter's transmitter); "
                "temperatures of thresholds are whole degrees. A power of zero has no dBm (JSON "
-               "null).");
+               "null); with no SFP port behind the adapter every key but tx_disabled is null.");
   }
 
   int run(Session &session) override {
@@ -160,13 +162,11 @@ public:
         }) != SFP_RC_OK) {
       return kExitFailure;
     }
-    if (port == nullptr) {
-      std::printf("no SFP behind the adapter\n%-12s %s\n", "Tx disabled", yes_no(rec.tx_disabled));
-      return kExitOk;
-    }
-    const ModuleView view = module_view(*port, &rec);
+    const ModuleView view = port != nullptr ? module_view(*port, &rec) : ModuleView{};
     if (json_) {
-      print_json(*port, rec, view);
+      print_json(port, rec, view);
+    } else if (port == nullptr) {
+      std::printf("no SFP behind the adapter\n%-12s %s\n", "Tx disabled", yes_no(rec.tx_disabled));
     } else if (!has_diagnostics(*port)) {
       std::printf("diagnostics: none%s\n",
                   rec.no_diagnostics != 0 ? " (a copper or loopback type)" : "");

@@ -1,6 +1,8 @@
 // trace: the library's error and event trace buffers. It runs even when the
 // port could not be created, since the buffers then tell why.
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,7 @@
 #include "command.h"
 #include "platform/pelog.h"
 #include "session.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -34,21 +37,37 @@ public:
         std::printf("(no buffer %s: the library was never initialised)\n", buffer);
         continue;
       }
-      // Lost output is reported once, when the run closes standard output.
-      if (!flush_standard_output()) {
-        return kExitFailure;
-      }
       const std::string command = std::string("show pelog ") + buffer;
-      const int rc = event_manager_run(session.manager(), command.c_str(), stdout);
-      if (!flush_standard_output()) {
+      const std::optional<int> rc = run_captured(session, command);
+      // Lost output is reported once, when the run closes standard output.
+      if (!rc || !flush_standard_output()) {
         return kExitFailure;
       }
-      if (rc != 0) {
-        print_error("'" + command + "' failed: status " + std::to_string(rc));
+      if (*rc != 0) {
+        print_error("'" + command + "' failed: status " + std::to_string(*rc));
         exit_code = kExitFailure;
       }
     }
     return exit_code;
+  }
+
+private:
+  // Runs an event manager command and prints what it wrote: records can
+  // quote module bytes, which are printed as printable text. Nullopt when
+  // the output could not be captured.
+  static std::optional<int> run_captured(Session &session, const std::string &command) {
+    char *text = nullptr;
+    std::size_t size = 0;
+    std::FILE *capture = open_memstream(&text, &size);
+    if (capture == nullptr) {
+      print_error("trace: cannot capture '" + command + "'");
+      return std::nullopt;
+    }
+    const int rc = event_manager_run(session.manager(), command.c_str(), capture);
+    std::fclose(capture);
+    print_library_text(std::string_view(text, size));
+    std::free(text);
+    return rc;
   }
 };
 

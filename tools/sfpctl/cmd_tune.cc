@@ -7,7 +7,7 @@
 #include "command.h"
 #include "number_arg.h"
 #include "session.h"
-#include "xcvr_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {

@@ -30,12 +30,16 @@ JsonObject &JsonObject::raw(std::string_view key, std::string_view value) {
   }
   body_ += json_string(key);
   body_ += ": ";
-  body_ += value;
+  body_ += absent_ ? "null" : value;
   return *this;
 }
 
 JsonObject &JsonObject::text(std::string_view key, std::string_view value) {
   return raw(key, json_string(value));
+}
+
+JsonObject &JsonObject::field(std::string_view key, std::string_view value) {
+  return value.empty() ? null(key) : text(key, value);
 }
 
 JsonObject &JsonObject::flag(std::string_view key, bool value) {

@@ -15,15 +15,25 @@ namespace sfpctl {
 // text fields are bytes, not UTF-8.
 std::string json_string(std::string_view text);
 
+// Every string value goes through json_string(); a value that is not there
+// is null.
 class JsonObject {
 public:
   JsonObject &text(std::string_view key, std::string_view value);
+  // A text field of module memory: null when the module leaves it empty.
+  JsonObject &field(std::string_view key, std::string_view value);
   JsonObject &flag(std::string_view key, bool value);
   JsonObject &integer(std::string_view key, int64_t value);
   // A number in the shortest form that reads back as the same float; null
   // when absent or not finite.
   JsonObject &number(std::string_view key, std::optional<double> value);
   JsonObject &null(std::string_view key);
+  // While set, every key added is null: the keys of a module that is not
+  // there, with the same names as when it is.
+  JsonObject &absent(bool absent) {
+    absent_ = absent;
+    return *this;
+  }
 
   // The object on one line, with a line end.
   std::string str() const { return body_ + "}\n"; }
@@ -31,6 +41,7 @@ public:
 private:
   JsonObject &raw(std::string_view key, std::string_view value);
   std::string body_ = "{";
+  bool absent_ = false;
 };
 
 } // namespace sfpctl

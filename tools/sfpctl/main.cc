@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <exception>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +16,7 @@
 #include "session.h"
 #include "sfpsim/module.h"
 #include "status_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -49,12 +49,35 @@ std::string usage_line(std::string text, const std::string &help) {
   while (!text.empty() && (text.back() == ' ' || text.back() == '.')) {
     text.pop_back();
   }
-  return "sfpctl: " + cut_long_words(text) + ". Run '" + help + "' for more information.\n";
+  return "sfpctl: " + escaped(text) + ". Run '" + help + "' for more information.\n";
 }
 
-// CLI11 reports parse errors on several lines; the tool gives one.
-std::string one_line_failure(const CLI::App *app, const CLI::Error &error) {
+// An option of the command given before the command ("sfpctl --json
+// status"), where only the tool's own options go: a hint that says so.
+std::string misplaced_option_hint(const std::vector<CLI::App *> &selected,
+                                  std::string_view option) {
+  const std::string name(option.substr(0, option.find('=')));
+  const CLI::App *command = selected.empty() ? nullptr : selected.front();
+  for (std::string path = "sfpctl"; command != nullptr;) {
+    path += " " + command->get_name();
+    if (command->get_option_no_throw(name) != nullptr) {
+      return ": it is an option of the command and goes after it ('" + path.append(" ") + name +
+             "')";
+    }
+    const std::vector<CLI::App *> nested = command->get_subcommands();
+    command = nested.empty() ? nullptr : nested.front();
+  }
+  return {};
+}
+
+// CLI11 reports parse errors on several lines; the tool gives one. Its own
+// messages quote arguments as they are: they are echoed as the tool's are.
+std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
+                             const std::vector<std::string> &arguments) {
   std::string text = error.what();
+  for (const std::string &argument : arguments) {
+    text = with_echoed(std::move(text), argument);
+  }
   const std::vector<CLI::App *> selected = app->get_subcommands();
   // CLI11 calls an unknown option an unexpected argument, or only says that
   // a command is missing when the option came first; name it instead. An
@@ -62,11 +85,11 @@ std::string one_line_failure(const CLI::App *app, const CLI::Error &error) {
   const std::vector<std::string> left = app->remaining();
   const std::string_view option = unknown_option(left);
   if (!option.empty()) {
-    text = "unknown option '" + std::string(option) + "'";
+    text = "unknown option '" + echoed(option) + "'" + misplaced_option_hint(selected, option);
   } else if (selected.empty() && !left.empty()) {
-    text = "unknown command '" + left.front() + "'";
+    text = "unknown command '" + echoed(left.front()) + "'";
   } else if (!left.empty()) {
-    text = "unexpected argument '" + left.front() + "'";
+    text = "unexpected argument '" + echoed(left.front()) + "'";
   }
   return usage_line(text, selected.empty() ? kToolHelp
                                            : "sfpctl " + selected.front()->get_name() + " --help");
@@ -88,7 +111,7 @@ CLI::Validator known_profile() {
   return CLI::Validator(
       [](std::string &name) -> std::string {
         if (sfpsim::find_profile(name) == nullptr) {
-          return "unknown profile '" + name + "' ('sfpctl profiles' lists them)";
+          return "unknown profile '" + echoed(name) + "' ('sfpctl profiles' lists them)";
         }
         return {};
       },
@@ -97,30 +120,39 @@ CLI::Validator known_profile() {
 
 constexpr uint32_t kLastPage = SFP_PAGE_A2_TABLE3;
 
-// "PAGE:OFFSET" as a failing transfer, or nullopt.
-std::optional<FailAt> parse_fail_at(std::string_view text) {
+// "PAGE:OFFSET" as a failing transfer (once fail_at_error() accepted it).
+FailAt parse_fail_at(std::string_view text) {
   const std::size_t colon = text.find(':');
-  if (colon == std::string_view::npos) {
-    return std::nullopt;
+  return FailAt{static_cast<uint8_t>(parse_number(text.substr(0, colon)).value),
+                static_cast<uint8_t>(parse_number(text.substr(colon + 1)).value)};
+}
+
+// Why `text` is not a failing transfer's PAGE:OFFSET, naming the part out
+// of range; empty when it is one.
+std::string fail_at_error(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  if (colon != std::string_view::npos) {
+    const std::string_view page = text.substr(0, colon);
+    const std::string_view offset = text.substr(colon + 1);
+    const ParsedNumber page_number = parse_number(page);
+    const ParsedNumber offset_number = parse_number(offset);
+    const std::string in = " in '" + echoed(text) + "' is out of range ";
+    if (page_number.result != ParsedNumber::Result::NotANumber &&
+        offset_number.result != ParsedNumber::Result::NotANumber) {
+      if (!number_within(page_number, 0, kLastPage)) {
+        return "PAGE " + echoed(page) + in + "0.." + std::to_string(kLastPage);
+      }
+      if (!number_within(offset_number, 0, UINT8_MAX)) {
+        return "OFFSET " + echoed(offset) + in + "0.." + std::to_string(UINT8_MAX);
+      }
+      return {};
+    }
   }
-  const ParsedNumber page = parse_number(text.substr(0, colon));
-  const ParsedNumber offset = parse_number(text.substr(colon + 1));
-  if (page.result != ParsedNumber::Result::Ok || offset.result != ParsedNumber::Result::Ok ||
-      page.value > kLastPage || offset.value > UINT8_MAX) {
-    return std::nullopt;
-  }
-  return FailAt{static_cast<uint8_t>(page.value), static_cast<uint8_t>(offset.value)};
+  return "'" + echoed(text) + "' is not PAGE:OFFSET (page 0..5, offset 0..255)";
 }
 
 CLI::Validator page_and_offset() {
-  return CLI::Validator(
-      [](std::string &text) -> std::string {
-        if (!parse_fail_at(text)) {
-          return "'" + text + "' is not PAGE:OFFSET (page 0..5, offset 0..255)";
-        }
-        return {};
-      },
-      "", "PAGE:OFFSET");
+  return CLI::Validator([](std::string &text) { return fail_at_error(text); }, "", "PAGE:OFFSET");
 }
 
 struct Selected {
@@ -178,7 +210,10 @@ int run(int argc, char **argv) {
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
-  app.failure_message(one_line_failure);
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  app.failure_message([&arguments](const CLI::App *failed, const CLI::Error &error) {
+    return one_line_failure(failed, error, arguments);
+  });
 
   GlobalOptions options;
   CLI::Option *sim =

@@ -122,9 +122,9 @@ ModuleView module_view(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
 }
 
 void add_module_keys(JsonObject &json, const ModuleView &view) {
-  json.text("vendor_name", view.vendor_name)
-      .text("vendor_pn", view.vendor_pn)
-      .text("vendor_sn", view.vendor_sn)
+  json.field("vendor_name", view.vendor_name)
+      .field("vendor_pn", view.vendor_pn)
+      .field("vendor_sn", view.vendor_sn)
       .number("wavelength_nm", view.wavelength_nm)
       .number("temperature_c", view.temperature_c)
       .number("vcc_v", view.vcc_v)

@@ -37,7 +37,8 @@ bool has_diagnostics(const sfp_port_ctx &context);
 // lower half is then fresh in the context's image), or null for none.
 ModuleView module_view(sfp_port_ctx &context, const sfp_hw_status_rec *status);
 
-// Adds the view's keys, null for an absent value.
+// Adds the view's keys, null for an absent value or an empty text field (a
+// default view: every key null).
 void add_module_keys(JsonObject &json, const ModuleView &view);
 
 } // namespace sfpctl

@@ -1,15 +1,22 @@
 #include "number_arg.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 
 #include "session.h"
 #include "sfpdrv/qsa.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 
-ParsedNumber parse_number(std::string_view text) {
-  using Result = ParsedNumber::Result;
+namespace {
+
+using Result = ParsedNumber::Result;
+
+constexpr const char *kNotANumber = "' is not a number (decimal, or hex with 0x)";
+
+ParsedNumber parse_unsigned(std::string_view text) {
   int base = 10;
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
     base = 16;
@@ -22,7 +29,25 @@ ParsedNumber parse_number(std::string_view text) {
       (error != std::errc{} && error != std::errc::result_out_of_range)) {
     return {Result::NotANumber, 0};
   }
-  return {error == std::errc{} ? Result::Ok : Result::TooLarge, value};
+  return {error == std::errc{} ? Result::Ok : Result::OutOfRange, value};
+}
+
+} // namespace
+
+ParsedNumber parse_number(std::string_view text) {
+  if (!text.starts_with('-') || text.substr(1).starts_with('-')) {
+    return parse_unsigned(text);
+  }
+  const ParsedNumber magnitude = parse_unsigned(text.substr(1));
+  if (magnitude.result == Result::NotANumber ||
+      (magnitude.result == Result::Ok && magnitude.value == 0)) {
+    return magnitude;
+  }
+  return {Result::OutOfRange, 0};
+}
+
+bool number_within(const ParsedNumber &number, uint32_t min, uint32_t max) {
+  return number.result == Result::Ok && number.value >= min && number.value <= max;
 }
 
 CLI::Validator number_in(uint32_t min, uint32_t max) {
@@ -30,17 +55,37 @@ CLI::Validator number_in(uint32_t min, uint32_t max) {
   return CLI::Validator(
       [min, max, range](std::string &text) -> std::string {
         const ParsedNumber number = parse_number(text);
-        if (number.result == ParsedNumber::Result::NotANumber) {
-          return "'" + text + "' is not a number (decimal, or hex with 0x)";
+        if (number.result == Result::NotANumber) {
+          return "'" + echoed(text) + kNotANumber;
         }
-        if (number.result == ParsedNumber::Result::TooLarge || number.value < min ||
-            number.value > max) {
-          return text + " is out of range " + range;
+        if (!number_within(number, min, max)) {
+          return echoed(text) + " is out of range " + range;
         }
         text = std::to_string(number.value);
         return {};
       },
       range, "NUMBER " + range);
+}
+
+CLI::Validator number_of(const std::vector<uint32_t> &choices) {
+  std::string listed;
+  for (const uint32_t choice : choices) {
+    listed += (listed.empty() ? "" : ", ") + std::to_string(choice);
+  }
+  return CLI::Validator(
+      [choices, listed](std::string &text) -> std::string {
+        const ParsedNumber number = parse_number(text);
+        if (number.result == Result::NotANumber) {
+          return "'" + echoed(text) + kNotANumber;
+        }
+        if (number.result != Result::Ok ||
+            std::find(choices.begin(), choices.end(), number.value) == choices.end()) {
+          return echoed(text) + " is out of range (one of " + listed + ")";
+        }
+        text = std::to_string(number.value);
+        return {};
+      },
+      "", "NUMBER " + listed);
 }
 
 namespace {
@@ -60,12 +105,13 @@ CLI::Validator page_number() {
   return CLI::Validator(
       [](std::string &text) -> std::string {
         const ParsedNumber number = parse_number(text);
-        if (number.result == ParsedNumber::Result::NotANumber) {
-          return "'" + text + "' is not a number (decimal, or hex with 0x)";
+        if (number.result == Result::NotANumber) {
+          return "'" + echoed(text) + kNotANumber;
         }
-        if (number.result == ParsedNumber::Result::TooLarge ||
+        if (number.result != Result::Ok ||
             (number.value > kLastModulePage && !adapter_page(number.value))) {
-          return text + " is out of range 0..255 (or an adapter page 0xA00..0xAFF with --qsa)";
+          return echoed(text) +
+                 " is out of range 0..255 (or an adapter page 0xA00..0xAFF with --qsa)";
         }
         text = std::to_string(number.value);
         return {};
@@ -91,8 +137,10 @@ void add_page_and_offset(CLI::App &command, uint32_t &page, uint32_t &offset) {
   command.footer("Numbers are decimal or hex with 0x.");
 }
 
+// Without --qsa, 0xA0 is the adapter's lower page: a usage error, not a
+// module page for the library to refuse.
 bool page_for_port(bool qsa, uint32_t page, std::string_view command) {
-  if (qsa ? adapter_page(page) : page <= kLastModulePage) {
+  if (qsa ? adapter_page(page) : page <= kLastModulePage && !adapter_page(page)) {
     return true;
   }
   char text[160];

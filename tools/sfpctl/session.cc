@@ -9,6 +9,7 @@
 #include "platform/pelog.h"
 #include "platform/psleep.h"
 #include "status_text.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
@@ -112,33 +113,20 @@ const char *bus_name(sfpsim::Bus bus) {
 
 } // namespace
 
-std::string cut_long_words(std::string_view text) {
-  constexpr std::size_t kLongestWord = 40;
-  constexpr std::string_view kAround = "'\"`(),.:;";
-  std::string out;
-  std::size_t i = 0;
-  while (i < text.size()) {
-    const std::size_t end = std::min(text.find(' ', i), text.size());
-    std::string_view word = text.substr(i, end - i);
-    const std::size_t first = std::min(word.find_first_not_of(kAround), word.size());
-    const std::size_t last = word.find_last_not_of(kAround);
-    const std::size_t core = last == std::string_view::npos ? 0 : last + 1 - first;
-    if (core > kLongestWord) {
-      out.append(word.substr(0, first + kLongestWord)).append("...");
-      out.append(word.substr(first + core));
-    } else {
-      out.append(word);
-    }
-    if (end < text.size()) {
-      out += ' ';
-    }
-    i = end + 1;
-  }
-  return out;
+void print_error(std::string_view text) {
+  std::fprintf(stderr, "sfpctl: %s\n", escaped(text).c_str());
 }
 
-void print_error(std::string_view text) {
-  std::fprintf(stderr, "sfpctl: %s\n", cut_long_words(text).c_str());
+std::string with_echoed(std::string text, std::string_view argument) {
+  if (argument.empty()) {
+    return text;
+  }
+  const std::string shown = echoed(argument);
+  for (std::size_t at = text.find(argument); at != std::string::npos;
+       at = text.find(argument, at + shown.size())) {
+    text.replace(at, argument.size(), shown);
+  }
+  return text;
 }
 
 namespace {
@@ -204,7 +192,7 @@ bool Session::load_module() {
     const std::optional<sfpsim::Memory> memory =
         sfpsim::load_image_file(options_.image_path, error);
     if (!memory) {
-      print_error("cannot load image: " + error);
+      print_error("cannot load image: " + with_echoed(error, options_.image_path));
       return false;
     }
     module_ = std::make_unique<sfpsim::Module>(*memory);
@@ -220,7 +208,7 @@ bool Session::load_module() {
 bool Session::load_profile() {
   const sfpsim::Profile *profile = sfpsim::find_profile(options_.profile);
   if (profile == nullptr) {
-    print_error("unknown profile '" + options_.profile + "'");
+    print_error("unknown profile '" + echoed(options_.profile) + "'");
     return false;
   }
   module_ = std::make_unique<sfpsim::Module>(*profile);

@@ -76,13 +76,14 @@ struct GlobalOptions {
   bool qsa_empty = false;
 };
 
-// `text` with every word longer than 40 characters cut to its first 40 and
-// "...", so that an argument echoed in an error cannot flood it. Quotes and
-// punctuation around a word are kept.
-std::string cut_long_words(std::string_view text);
-
-// Prints "sfpctl: TEXT" as one line on standard error, long words cut.
+// Prints "sfpctl: TEXT" as one line on standard error: bytes that are not
+// printable (a line end in an argument, a module's byte in a trace record)
+// are escaped. Arguments in TEXT are expected to be echoed() already.
 void print_error(std::string_view text);
+
+// `text` with every appearance of `argument` echoed (see echoed()): for a
+// message made elsewhere that quotes an argument as it is.
+std::string with_echoed(std::string text, std::string_view argument);
 
 // Flushes standard output; false when output was lost (a full disk, a
 // closed descriptor). The loss is reported by close_standard_output().

@@ -12,13 +12,6 @@ std::string field_value(std::span<const uint8_t> field) {
   return text;
 }
 
-std::string printable(std::string_view text) {
-  std::string out(text);
-  std::replace_if(
-      out.begin(), out.end(), [](char c) { return c < 0x20 || c > 0x7e; }, '.');
-  return out;
-}
-
 std::optional<TypeRow> type_row(sfp_xcvr_type type) {
   TypeRow row{type, sfp_xcvr_get_name_from_type(nullptr, type), 0, 0, 0};
   if (sfp_xcvr_get_code_id(type, &row.attr_low, &row.attr_high, &row.ext_id) == SFP_XCVR_NO_ROW) {

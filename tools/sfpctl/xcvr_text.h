@@ -7,7 +7,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "sfpdrv/sfpdrv.h"
 
@@ -17,10 +16,6 @@ namespace sfpctl {
 // to the first NUL, trailing blanks and erased bytes (0xff) removed. Any
 // other byte is kept.
 std::string field_value(std::span<const uint8_t> field);
-
-// `text` for a terminal: every byte outside the printable ASCII range is
-// shown as '.'.
-std::string printable(std::string_view text);
 
 // The match fields and name of a type's row in the library's table.
 struct TypeRow {
