@@ -158,7 +158,14 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
     spaced += " y";
   }
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"", "subcommand"},
+      {"", "a command is needed: profiles, .* or qsa\\. Run 'sfpctl --help'"},
+      {"ctle", "ctle needs one of on, off or peaking\\. Run 'sfpctl ctle --help'"},
+      {"-- read 0 0 1", "'--' ends the options, so it goes after the command"},
+      // A global option's error names the tool's help, a nested command's its own.
+      {"--rate 40g read 0 0 1",
+       "--rate: '40g' is not one of 10g, 25g or 50g\\. Run 'sfpctl --help'"},
+      {"phy write 1 -1", "VALUE: -1 is out of range 0\\.\\.65535\\. Run 'sfpctl phy write --help'"},
+      {"tx 1", "STATE: '1' is not one of off or on"},
       {"frobnicate", "'frobnicate'"},
       {"read zz 0 1", "PAGE: 'zz' is not a number"},
       {"read -1 0 1", "PAGE: -1 is out of range"},
@@ -172,13 +179,14 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--sim no-such-module read 0 0 1", "no-such-module"},
       {"--sim blank --image x.bin read 0 0 1", "--image"},
       {"--image '' read 0 0 1", "--image: a file path is needed"},
-      {"--bogus read 0 0 1", "unknown option '--bogus'"},
+      {"--bogus read 0 0 1", "unknown option '--bogus'\\. Run 'sfpctl --help'"},
       {"read 0 0 99999999999", "99999999999 is out of range"},
       {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
       // An argument is cut as a whole, its control bytes escaped.
       {"--sim '" + spaced + "' read 0 0 1", "'x( y){19} \\.\\.\\.' "},
       {R"sh(--sim "$(printf 'a\nb\033[31m')" read 0 0 1)sh", R"('a\\nb\\x1b\[31m')"},
-      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'"},
+      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'\\). Run "
+                        "'sfpctl status --help'"},
       {"qsa poll --script ''", "--script: no steps given"},
   };
   for (const auto &[args, needle] : cases) {

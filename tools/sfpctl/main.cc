@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -70,8 +69,49 @@ std::string misplaced_option_hint(const std::vector<CLI::App *> &selected,
   return {};
 }
 
-// CLI11 reports parse errors on several lines; the tool gives one. Its own
-// messages quote arguments as they are: they are echoed as the tool's are.
+// The commands a command line chose, outermost first ("ctle", "peaking").
+std::vector<const CLI::App *> chosen_commands(const CLI::App *app) {
+  std::vector<const CLI::App *> chain;
+  for (std::vector<CLI::App *> nested = app->get_subcommands(); !nested.empty();
+       nested = nested.front()->get_subcommands()) {
+    chain.push_back(nested.front());
+  }
+  return chain;
+}
+
+// "a, b or c": the names of the commands `app` takes.
+std::string command_names(const CLI::App *app) {
+  const std::vector<const CLI::App *> commands =
+      app->get_subcommands([](const CLI::App *) { return true; });
+  std::string names;
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    names += (i == 0 ? "" : i + 1 == commands.size() ? " or " : ", ") + commands[i]->get_name();
+  }
+  return names;
+}
+
+// Whether the error is about one of the tool's own options: CLI11 starts
+// such a message with the option's name, and an unknown option counts as
+// one when it comes before the command.
+bool about_tool_option(const CLI::App *app, const std::string &text, std::string_view unknown,
+                       const std::vector<std::string> &arguments,
+                       const std::vector<const CLI::App *> &chain) {
+  if (!unknown.empty()) {
+    const auto option = std::find(arguments.begin(), arguments.end(), unknown);
+    const auto command =
+        chain.empty() ? arguments.end()
+                      : std::find(arguments.begin(), arguments.end(), chain.front()->get_name());
+    return option < command;
+  }
+  const std::size_t colon = text.find(':');
+  return text.starts_with("--") && colon != std::string::npos &&
+         app->get_option_no_throw(text.substr(0, colon)) != nullptr;
+}
+
+// CLI11 reports parse errors on several lines, and in words of its own; the
+// tool gives one line of its own. Its own messages quote arguments as they
+// are: they are echoed as the tool's are. The help named is that of the
+// innermost command chosen, or the tool's for one of the tool's options.
 std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
                              const std::vector<std::string> &arguments) {
   std::string text = error.what();
@@ -79,20 +119,34 @@ std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
     text = with_echoed(std::move(text), argument);
   }
   const std::vector<CLI::App *> selected = app->get_subcommands();
+  const std::vector<const CLI::App *> chain = chosen_commands(app);
+  const CLI::App *innermost = chain.empty() ? app : chain.back();
   // CLI11 calls an unknown option an unexpected argument, or only says that
   // a command is missing when the option came first; name it instead. An
   // unknown command word is left over too.
   const std::vector<std::string> left = app->remaining();
   const std::string_view option = unknown_option(left);
+  const std::string misplaced = option.empty() ? "" : misplaced_option_hint(selected, option);
   if (!option.empty()) {
-    text = "unknown option '" + echoed(option) + "'" + misplaced_option_hint(selected, option);
+    text = "unknown option '" + echoed(option) + "'" + misplaced;
+  } else if (selected.empty() && !left.empty() && left.front() == "--") {
+    text = "'--' ends the options, so it goes after the command";
   } else if (selected.empty() && !left.empty()) {
-    text = "unknown command '" + echoed(left.front()) + "'";
+    text = "unknown command '" + echoed(left.front()) + "' (commands: " + command_names(app) + ")";
   } else if (!left.empty()) {
     text = "unexpected argument '" + echoed(left.front()) + "'";
+  } else if (text.starts_with("A subcommand is required")) {
+    text = (chain.empty() ? std::string("a command is needed: ")
+                          : innermost->get_name() + " needs one of ") +
+           command_names(innermost);
   }
-  return usage_line(text, selected.empty() ? kToolHelp
-                                           : "sfpctl " + selected.front()->get_name() + " --help");
+  std::string help = "sfpctl";
+  if (!misplaced.empty() || !about_tool_option(app, text, option, arguments, chain)) {
+    for (const CLI::App *command : chain) {
+      help += " " + command->get_name();
+    }
+  }
+  return usage_line(text, help + " --help");
 }
 
 // "--image=" and "--image ''" name no file. CLI11 would take the word after
@@ -227,12 +281,11 @@ int run(int argc, char **argv) {
                      "'ethtool -m IFNAME hex on' dump")
           ->type_name("FILE");
   sim->excludes(image);
-  const std::map<std::string, uint32_t> rates{{"10g", 2}, {"25g", 1}, {"50g", 3}};
   app.add_option("--rate", options.rate_code,
                  "Operating rate of the port, which picks the rate of a multi-rate module: "
                  "10g, 25g (default) or 50g")
       ->type_name("RATE")
-      ->transform(CLI::CheckedTransformer(rates, CLI::ignore_case).description(""));
+      ->transform(word_of({{"10g", "2"}, {"25g", "1"}, {"50g", "3"}}, true));
   app.add_flag("--fast", options.fast,
                "Let the library's waits pass at once on a virtual clock (by default it really "
                "sleeps, e.g. 100 ms to 2 s while creating the port)");

@@ -1,6 +1,7 @@
 #include "number_arg.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 
@@ -86,6 +87,31 @@ CLI::Validator number_of(const std::vector<uint32_t> &choices) {
         return {};
       },
       "", "NUMBER " + listed);
+}
+
+CLI::Validator word_of(const std::vector<std::pair<std::string, std::string>> &words,
+                       bool ignore_case) {
+  std::string listed;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    listed += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i].first;
+  }
+  const auto lower = [](std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+  };
+  return CLI::Validator(
+      [words, listed, ignore_case, lower](std::string &text) -> std::string {
+        const std::string given = ignore_case ? lower(text) : text;
+        for (const auto &[word, value] : words) {
+          if (given == word) {
+            text = value;
+            return {};
+          }
+        }
+        return "'" + echoed(text) + "' is not one of " + listed;
+      },
+      "", "");
 }
 
 namespace {
