@@ -857,13 +857,22 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
                {"^sfpctl: read: page " + page + " is an adapter page code"});
   }
   expect_run("--qsa read 0 0 1", 2, {}, {"^sfpctl: read: with --qsa PAGE is an adapter page"});
-  for (const char *command : {"cdr on", "ctle on", "power-class high", "tune 1", "create"}) {
-    expect_run(std::string("--qsa ") + command, 2, {},
-               {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\)"});
+  const std::string passed_on = "the adapter does not pass it on to the SFP$";
+  for (const auto &[command, why] : std::vector<std::pair<std::string, std::string>>{
+           {"cdr on", passed_on},
+           {"ctle on", passed_on},
+           {"power-class high", passed_on},
+           {"tune 1", passed_on},
+           {"create", "the adapter port creates the SFP port its own way$"}}) {
+    expect_run("--qsa " + command, 2, {},
+               {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\): " + why});
   }
   // A module the library refuses leaves the adapter port without an SFP
   // port: said on standard error, exit 1, the adapter still answers.
   expect_run("--qsa --sim blank identify", 1,
              {"^type: +855 PX-QSA-10G$", "^adapter: +855 PX-QSA-10G$"},
              {"^sfpctl: no SFP port behind the adapter: the module's creation failed"});
+  expect_run("--qsa --sim blank debug", 1, {},
+             {"^sfpctl: no SFP port behind the adapter: ",
+              "^sfpctl: debug: no SFP port behind the adapter$"});
 }

@@ -70,9 +70,8 @@ public:
   }
 
   int run(Session &session) override {
-    sfp_port_ctx *port = session.port();
+    sfp_port_ctx *port = session.sfp_port_for("phy");
     if (port == nullptr) {
-      print_error("phy: no SFP port behind the adapter");
       return kExitFailure;
     }
     if (port->phy_access == nullptr) {

@@ -218,9 +218,8 @@ struct Selected {
 int run_command(Command &command, GlobalOptions options) {
   command.configure(options);
   if (options.qsa && command.port_use() != PortUse::None && !command.behind_adapter()) {
-    print_error(std::string(command.name()) +
-                ": not available behind an adapter (--qsa): the adapter does not pass it on to "
-                "the SFP");
+    print_error(std::string(command.name()) + ": not available behind an adapter (--qsa): " +
+                std::string(command.why_not_behind_adapter()));
     return kExitUsage;
   }
   Session session(options);

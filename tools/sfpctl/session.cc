@@ -326,6 +326,14 @@ sfp_port_ctx *Session::port() const {
   return port_;
 }
 
+sfp_port_ctx *Session::sfp_port_for(std::string_view command) const {
+  sfp_port_ctx *sfp = port();
+  if (sfp == nullptr) {
+    print_error(std::string(command) + ": no SFP port behind the adapter");
+  }
+  return sfp;
+}
+
 std::vector<uint32_t> Session::take_notifications() {
   std::vector<uint32_t> phases;
   phases.swap(g_notifications);
