@@ -811,6 +811,20 @@ TEST(sfpctlQsa, PollPlaysTheDefaultScript) {
   out.insert(out.end(), notified.begin(), notified.end());
   out.push_back("^  sfp port: none$");
   expect_run("qsa poll", 0, out, {});
+  // Steps that do not fit the adapter still play, with a note; a module the
+  // SFP layer refuses is named with its status, and the run ends with exit 1.
+  const ToolRun odd = run_sfpctl("qsa poll --script remove,swap:blank,poll,insert");
+  EXPECT_EQ(odd.exit_code, 1) << odd.err;
+  std::size_t at = 0;
+  for (const std::string line :
+       {"remove\n  note: the adapter is empty: nothing to remove\n",
+        "swap for blank\n  note: the adapter is empty: swapping in is an insertion\n",
+        "\n  sfp port: none (the SFP layer refused the module: status 95 (unknown module type",
+        "insert 10gbase-sr\n  note: the adapter already holds a module: inserting swaps it "
+        "out\n"}) {
+    at = odd.out.find(line, at);
+    EXPECT_NE(at, std::string::npos) << line << "\nin:\n" << odd.out;
+  }
   expect_run("qsa poll --script insert:1000base-sx,poll,dance", 2, {},
              {"^sfpctl: qsa poll: --script: cannot take 'dance'"});
 }
