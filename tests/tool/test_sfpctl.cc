@@ -493,6 +493,13 @@ TEST(sfpctlPhy, RegistersMoveAsTheBoardIsWiredAndLinkAndAnAreShown) {
   expect_run("--sim 1000base-t phy an", 0, {"^auto-negotiation: 2 "}, {});
   expect_run("phy read 4", 1, {}, {"^sfpctl: phy: the module has no copper PHY \\(type 594 "});
   expect_run("--sim 1000base-t phy read 32", 2, {}, {"^sfpctl: .*32"});
+  // A copper module from an image has no simulated PHY to answer.
+  const std::string image = write_image(sfpsim::find_profile("1000base-t")->memory);
+  expect_run("--image " + image + " phy link", 1, {},
+             {"^sfpctl: phy: a module from --image has no simulated PHY "});
+  expect_run("--image " + image + " phy --sim-link 1000 link", 2, {},
+             {"^sfpctl: phy: --sim-link: the module has no simulated PHY"});
+  std::filesystem::remove(image);
 }
 
 // What create shows, per module and creation parameters: identity, the state
