@@ -42,11 +42,12 @@ std::string take_file(const std::string &path) {
 // Runs sfpctl with a command line the shell splits at spaces, the library's
 // waits on the virtual clock; standard output goes to `stdout_to` when given
 // (a shell redirection). A run that hangs is stopped after a minute.
-ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "") {
+ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "",
+                   const char *clock = "--fast") {
   const std::string base = testing::TempDir() + "sfpctl_" + std::to_string(getpid());
   const std::string out = stdout_to.empty() ? ">" + base + ".out" : stdout_to;
-  const std::string command =
-      "timeout 60 " SFPCTL_PATH " --fast " + args + " " + out + " 2>" + base + ".err";
+  const std::string command = "timeout 60 " SFPCTL_PATH " " + std::string(clock) + " " + args +
+                              " " + out + " 2>" + base + ".err";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
           take_file(base + ".err")};
@@ -558,6 +559,10 @@ TEST(sfpctlCreate, ShowsIdentityModuleStateWaitsAndStatus) {
     }
   }
   expect_run("create --data-ready-after soon", 2, {}, {"^sfpctl: .*'soon'"});
+  // With real sleeps, the note comes before the wait (300, 100, 300, then
+  // 500 ms) that takes the run past one second.
+  const ToolRun slow = run_sfpctl("--sim 25gbase-sr create", "", "");
+  EXPECT_EQ(slow.err, "sfpctl: waiting for the module (700 ms so far; --fast skips waits)\n");
 }
 
 TEST(sfpctlCreate, BitBangFlagDecidesHowTheUpperTablesAreRead) {

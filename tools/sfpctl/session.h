@@ -38,8 +38,8 @@ struct FailAt {
   uint8_t offset;
 };
 
-// After this much waiting in a run with real sleeps, the tool says why it is
-// slow.
+// Before the wait that takes a run with real sleeps past this much waiting,
+// the tool says why it is slow.
 inline constexpr uint64_t kWaitNoteAfterMs = 1000;
 
 // The global options, as parsed, and the settings a command adds to them.
