@@ -150,6 +150,17 @@ TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
     EXPECT_TRUE(std::regex_search(run.out, std::regex("Usage: sfpctl " + usage))) << run.out;
     const bool json = command == "status" || command == "info" || command == "identify";
     EXPECT_EQ(run.out.find("--json") != std::string::npos, json) << command;
+    EXPECT_EQ(run.out.find("Run 'sfpctl COMMAND"), std::string::npos) << command;
+  }
+  EXPECT_NE(tool.out.find("or output could not be written, 2 usage error"), std::string::npos);
+  // A nested command's help is its own; what it takes is in it.
+  for (const auto &[command, needle] : std::vector<std::pair<std::string, std::string>>{
+           {"ctle peaking", "VALUE"},
+           {"read", "PAGE NUM:0..255|0xA0|0xA00..0xAFF"},
+           {"qsa poll", "Without --script: insert the module of --sim or --image, poll,"}}) {
+    const ToolRun run = run_sfpctl(command + " --help");
+    EXPECT_NE(run.out.find(needle), std::string::npos) << command << ": " << run.out;
+    EXPECT_EQ(run.out.find("Run 'sfpctl COMMAND"), std::string::npos) << command;
   }
 }
 
@@ -180,6 +191,7 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--sim no-such-module read 0 0 1", "no-such-module"},
       {"--sim blank --image x.bin read 0 0 1", "--image"},
       {"--image '' read 0 0 1", "--image: a file path is needed"},
+      {"--image= read 0 0 1", "--image: a file path is needed"},
       {"--bogus read 0 0 1", "unknown option '--bogus'\\. Run 'sfpctl --help'"},
       {"read 0 0 99999999999", "99999999999 is out of range"},
       {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
@@ -396,8 +408,8 @@ TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
   expect_run("--rate 40g identify", 2, {}, {"^sfpctl: .*40g"});
 }
 
-std::string write_image(const sfpsim::Memory &memory) {
-  std::string path = testing::TempDir() + "sfpctl_ident_" + std::to_string(getpid());
+std::string write_image(const sfpsim::Memory &memory, const std::string &name = "ident") {
+  std::string path = testing::TempDir() + "sfpctl_" + name + "_" + std::to_string(getpid());
   const auto image = sfpsim::Module(memory).caller_image();
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char *>(image.data()),
@@ -436,7 +448,9 @@ TEST(sfpctlTypes, FiltersByRangeOrNameAndShowsCodesChannelsAndSupport) {
              {header, "^ 529 .* +0x00000001 +0x00000000 +0x0000 +- +yes$",
               "^ 853 .* +0x00000000 +0x00000000 +0x00d6 +- +yes$"},
              {});
-  expect_run("types 854-900", 1, {}, {"^sfpctl: no type matches '854-900'$"});
+  expect_run("types 854-900", 0, {}, {"^sfpctl: no type matches '854-900'$"});
+  expect_run("types 743-704", 2, {},
+             {"^sfpctl: types: FILTER: the range '743-704' runs backwards"});
 }
 
 TEST(sfpctlConvert, EachFormPrintsTheLibrarysConversions) {
@@ -745,6 +759,10 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   dark.tables[0][10 + 7] = 0x01; // in the catalogue PN
   sfpsim::fix_checksums(dark);
   const std::string path = write_image(dark);
+  sfpsim::Memory unknown = sfpsim::find_profile("10gbase-sr")->memory;
+  unknown.a0[3] = 0; // no compliance code: a type the library does not know
+  sfpsim::fix_checksums(unknown);
+  const std::string unknown_path = write_image(unknown, "unknown");
   const std::string common = "\"vendor_name\": \"SIMLAB OPTICS\"";
   const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
       {"--sim 10gbase-sr status --json",
@@ -769,6 +787,15 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
       {"--sim 10g-dac-1m identify --json", {"\"catalogue_pn\": null,"}},
       {"--sim blank identify --json",
        {"\"type\": 512,", "\"vendor_name\": null,", "\"temperature_c\": null,"}},
+      // The library's verdict and the adapter's fields lose their trailing blanks.
+      {"--image " + unknown_path + " identify --json",
+       {"\"supported\": \"Failed - Unknown Xcvr type\","}},
+      {"--qsa info --json",
+       {"\"adapter_vendor_name\": \"SIMLAB OPTICS\",", "\"adapter_vendor_pn\": \"SL-QSA-10G\","}},
+      {"--qsa identify --json", {"\"adapter_type\": 855, \"adapter_type_name\": \"PX-QSA-10G\","}},
+      // A refused module: every key null.
+      {"--sim blank status --json", {"\"vendor_name\": null,", "\"tx_disabled\": null,"}},
+      {"--sim blank info --json", {"\"vendor_name\": null,", "\"compliance\": null,"}},
   };
   for (const auto &[args, needles] : cases) {
     const ToolRun run = run_sfpctl(args);
@@ -781,6 +808,7 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
     }
   }
   std::filesystem::remove(path);
+  std::filesystem::remove(unknown_path);
 }
 
 TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
@@ -797,6 +825,11 @@ TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
   bad.back() = "^compliance: +extended checksum \\(A0h byte 95\\) does not match$";
   expect_run("--image " + path + " info", 0, bad, {});
   std::filesystem::remove(path);
+  // Empty fields show '-', as in identify.
+  expect_run("--sim 10g-dac-1m info", 0,
+             {"", "", "", "", "", "", "", "^clei: +-$", "^version: +-$", "", ""}, {});
+  expect_run("--sim blank info", 1, {"^no port: the library refused the module"},
+             {"^sfpctl: cannot create port: status 95 "});
 }
 
 // The insertion poll through the default script: an insertion, an unchanged

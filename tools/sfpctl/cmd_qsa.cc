@@ -34,6 +34,17 @@ constexpr std::size_t kSerialWidth = 16;
 constexpr const char *kOtherProfile = "1000base-sx";
 constexpr const char *kOtherProfileAlternative = "10gbase-sr";
 
+constexpr const char *kPollFooter =
+    "The adapter starts empty. Without --script: insert the module of --sim or "
+    "--image, poll, poll (unchanged), swap for 1000base-sx (10gbase-sr when that is the "
+    "module), poll, remove, poll. "
+    "After a notification with an SFP seated the adapter port is created again, as "
+    "a platform does, so that it gets an SFP port for the new module; a module the "
+    "SFP layer refuses is shown with its status, and makes the exit status 1. A step "
+    "that does not fit the adapter's state still plays, with a note: insert on an "
+    "occupied adapter swaps the module out, swap on an empty one inserts, remove on "
+    "an empty one does nothing.";
+
 enum class Action { Insert, Swap, Remove, Poll };
 
 // One step of the script; `profile` empty means the module of --sim or
@@ -185,14 +196,10 @@ public:
               return steps.empty() ? std::string("no steps given") : std::string();
             },
             "", "STEPS"));
-    sub.footer("The adapter starts empty. Without --script: insert the module of --sim or "
-               "--image, poll, poll (unchanged), swap for another profile, poll, remove, poll. "
-               "After a notification with an SFP seated the adapter port is created again, as "
-               "a platform does, so that it gets an SFP port for the new module; a module the "
-               "SFP layer refuses is shown with its status, and makes the exit status 1. A step "
-               "that does not fit the adapter's state still plays, with a note: insert on an "
-               "occupied adapter swaps the module out, swap on an empty one inserts, remove on "
-               "an empty one does nothing.");
+    // The script and its steps are poll's; qsa's help names them too.
+    for (CLI::App *help : {&sub, poll}) {
+      help->footer(kPollFooter);
+    }
   }
 
   int run(Session &session) override {

@@ -27,8 +27,8 @@ constexpr const char *kDescription =
 
 constexpr const char *kFooter =
     "Run 'sfpctl COMMAND --help' for the arguments of a command.\n"
-    "Exit status: 0 success, 1 the library, the module or a file reported a failure, "
-    "2 usage error.";
+    "Exit status: 0 success, 1 the library, the module or a file reported a failure, or output "
+    "could not be written, 2 usage error.";
 
 constexpr const char *kToolHelp = "sfpctl --help";
 
@@ -314,6 +314,9 @@ int run(int argc, char **argv) {
     CLI::App *sub =
         app.add_subcommand(std::string(command->name()), std::string(command->summary()));
     sub->set_help_flag("-h,--help", "Print this help and exit");
+    // Only the tool's own help ends with the tool's footer; a command's is
+    // its own, and so is that of a command within it.
+    sub->footer("");
     command->add_arguments(*sub);
     subcommands.push_back({sub, command.get()});
   }

@@ -142,7 +142,7 @@ CLI::Validator page_number() {
         text = std::to_string(number.value);
         return {};
       },
-      "0..255", "NUMBER 0..255");
+      "0..255|0xA0|0xA00..0xAFF", "NUMBER 0..255|0xA0|0xA00..0xAFF");
 }
 
 } // namespace
