@@ -177,6 +177,8 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--rate 40g read 0 0 1",
        "--rate: '40g' is not one of 10g, 25g or 50g\\. Run 'sfpctl --help'"},
       {"phy write 1 -1", "VALUE: -1 is out of range 0\\.\\.65535\\. Run 'sfpctl phy write --help'"},
+      {"phy --bus-mode 3 read 4",
+       "--bus-mode: 3 is out of range 0\\.\\.1\\. Run 'sfpctl phy --help'"},
       {"tx 1", "STATE: '1' is not one of off or on"},
       {"frobnicate", "'frobnicate'"},
       {"read zz 0 1", "PAGE: 'zz' is not a number"},

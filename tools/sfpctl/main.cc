@@ -90,10 +90,11 @@ std::string command_names(const CLI::App *app) {
   return names;
 }
 
-// Whether the error is about one of the tool's own options: CLI11 starts
-// such a message with the option's name, and an unknown option counts as
-// one when it comes before the command.
-bool about_tool_option(const CLI::App *app, const std::string &text, std::string_view unknown,
+// How many of the chosen commands the help to name goes into: up to the one
+// that owns the option or argument an error starts with ("--bus-mode: ..."
+// is phy's, even after "phy read"), none for one of the tool's own options;
+// an unknown option before the command is the tool's.
+std::size_t help_depth(const CLI::App *app, const std::string &text, std::string_view unknown,
                        const std::vector<std::string> &arguments,
                        const std::vector<const CLI::App *> &chain) {
   if (!unknown.empty()) {
@@ -101,17 +102,26 @@ bool about_tool_option(const CLI::App *app, const std::string &text, std::string
     const auto command =
         chain.empty() ? arguments.end()
                       : std::find(arguments.begin(), arguments.end(), chain.front()->get_name());
-    return option < command;
+    return option < command ? 0 : chain.size();
   }
-  const std::size_t colon = text.find(':');
-  return text.starts_with("--") && colon != std::string::npos &&
-         app->get_option_no_throw(text.substr(0, colon)) != nullptr;
+  const std::string name = text.substr(0, text.find(':'));
+  if (name.size() < text.size()) {
+    for (std::size_t depth = chain.size(); depth > 0; --depth) {
+      if (chain[depth - 1]->get_option_no_throw(name) != nullptr) {
+        return depth;
+      }
+    }
+    if (app->get_option_no_throw(name) != nullptr) {
+      return 0;
+    }
+  }
+  return chain.size();
 }
 
 // CLI11 reports parse errors on several lines, and in words of its own; the
 // tool gives one line of its own. Its own messages quote arguments as they
-// are: they are echoed as the tool's are. The help named is that of the
-// innermost command chosen, or the tool's for one of the tool's options.
+// are: they are echoed as the tool's are. The help named is the one that
+// lists what the error is about (see help_depth()).
 std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
                              const std::vector<std::string> &arguments) {
   std::string text = error.what();
@@ -140,11 +150,11 @@ std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
                           : innermost->get_name() + " needs one of ") +
            command_names(innermost);
   }
+  const std::size_t depth =
+      misplaced.empty() ? help_depth(app, text, option, arguments, chain) : chain.size();
   std::string help = "sfpctl";
-  if (!misplaced.empty() || !about_tool_option(app, text, option, arguments, chain)) {
-    for (const CLI::App *command : chain) {
-      help += " " + command->get_name();
-    }
+  for (std::size_t i = 0; i < depth; ++i) {
+    help += " " + chain[i]->get_name();
   }
   return usage_line(text, help + " --help");
 }
