@@ -42,11 +42,12 @@ std::string take_file(const std::string &path) {
 // Runs sfpctl with a command line the shell splits at spaces, the library's
 // waits on the virtual clock; standard output goes to `stdout_to` when given
 // (a shell redirection). A run that hangs is stopped after a minute.
-ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "") {
+ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "",
+                   const char *clock = "--fast") {
   const std::string base = testing::TempDir() + "sfpctl_" + std::to_string(getpid());
   const std::string out = stdout_to.empty() ? ">" + base + ".out" : stdout_to;
-  const std::string command =
-      "timeout 60 " SFPCTL_PATH " --fast " + args + " " + out + " 2>" + base + ".err";
+  const std::string command = "timeout 60 " SFPCTL_PATH " " + std::string(clock) + " " + args +
+                              " " + out + " 2>" + base + ".err";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
           take_file(base + ".err")};
@@ -149,6 +150,17 @@ TEST(sfpctlHelp, ToolAndEveryCommandHaveHelp) {
     EXPECT_TRUE(std::regex_search(run.out, std::regex("Usage: sfpctl " + usage))) << run.out;
     const bool json = command == "status" || command == "info" || command == "identify";
     EXPECT_EQ(run.out.find("--json") != std::string::npos, json) << command;
+    EXPECT_EQ(run.out.find("Run 'sfpctl COMMAND"), std::string::npos) << command;
+  }
+  EXPECT_NE(tool.out.find("or output could not be written, 2 usage error"), std::string::npos);
+  // A nested command's help is its own; what it takes is in it.
+  for (const auto &[command, needle] : std::vector<std::pair<std::string, std::string>>{
+           {"ctle peaking", "VALUE"},
+           {"read", "PAGE NUM:0..255|0xA0|0xA00..0xAFF"},
+           {"qsa poll", "Without --script: insert the module of --sim or --image, poll,"}}) {
+    const ToolRun run = run_sfpctl(command + " --help");
+    EXPECT_NE(run.out.find(needle), std::string::npos) << command << ": " << run.out;
+    EXPECT_EQ(run.out.find("Run 'sfpctl COMMAND"), std::string::npos) << command;
   }
 }
 
@@ -158,7 +170,16 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
     spaced += " y";
   }
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"", "subcommand"},
+      {"", "a command is needed: profiles, .* or qsa\\. Run 'sfpctl --help'"},
+      {"ctle", "ctle needs one of on, off or peaking\\. Run 'sfpctl ctle --help'"},
+      {"-- read 0 0 1", "'--' ends the options, so it goes after the command"},
+      // A global option's error names the tool's help, a nested command's its own.
+      {"--rate 40g read 0 0 1",
+       "--rate: '40g' is not one of 10g, 25g or 50g\\. Run 'sfpctl --help'"},
+      {"phy write 1 -1", "VALUE: -1 is out of range 0\\.\\.65535\\. Run 'sfpctl phy write --help'"},
+      {"phy --bus-mode 3 read 4",
+       "--bus-mode: 3 is out of range 0\\.\\.1\\. Run 'sfpctl phy --help'"},
+      {"tx 1", "STATE: '1' is not one of off or on"},
       {"frobnicate", "'frobnicate'"},
       {"read zz 0 1", "PAGE: 'zz' is not a number"},
       {"read -1 0 1", "PAGE: -1 is out of range"},
@@ -172,13 +193,15 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
       {"--sim no-such-module read 0 0 1", "no-such-module"},
       {"--sim blank --image x.bin read 0 0 1", "--image"},
       {"--image '' read 0 0 1", "--image: a file path is needed"},
-      {"--bogus read 0 0 1", "unknown option '--bogus'"},
+      {"--image= read 0 0 1", "--image: a file path is needed"},
+      {"--bogus read 0 0 1", "unknown option '--bogus'\\. Run 'sfpctl --help'"},
       {"read 0 0 99999999999", "99999999999 is out of range"},
       {"--sim " + std::string(100, 'y') + " read 0 0 1", "'y{40}\\.\\.\\.' "},
       // An argument is cut as a whole, its control bytes escaped.
       {"--sim '" + spaced + "' read 0 0 1", "'x( y){19} \\.\\.\\.' "},
       {R"sh(--sim "$(printf 'a\nb\033[31m')" read 0 0 1)sh", R"('a\\nb\\x1b\[31m')"},
-      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'"},
+      {"--json status", "'--json': it is an option of the command .*'sfpctl status --json'\\). Run "
+                        "'sfpctl status --help'"},
       {"qsa poll --script ''", "--script: no steps given"},
   };
   for (const auto &[args, needle] : cases) {
@@ -387,8 +410,8 @@ TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
   expect_run("--rate 40g identify", 2, {}, {"^sfpctl: .*40g"});
 }
 
-std::string write_image(const sfpsim::Memory &memory) {
-  std::string path = testing::TempDir() + "sfpctl_ident_" + std::to_string(getpid());
+std::string write_image(const sfpsim::Memory &memory, const std::string &name = "ident") {
+  std::string path = testing::TempDir() + "sfpctl_" + name + "_" + std::to_string(getpid());
   const auto image = sfpsim::Module(memory).caller_image();
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char *>(image.data()),
@@ -427,7 +450,9 @@ TEST(sfpctlTypes, FiltersByRangeOrNameAndShowsCodesChannelsAndSupport) {
              {header, "^ 529 .* +0x00000001 +0x00000000 +0x0000 +- +yes$",
               "^ 853 .* +0x00000000 +0x00000000 +0x00d6 +- +yes$"},
              {});
-  expect_run("types 854-900", 1, {}, {"^sfpctl: no type matches '854-900'$"});
+  expect_run("types 854-900", 0, {}, {"^sfpctl: no type matches '854-900'$"});
+  expect_run("types 743-704", 2, {},
+             {"^sfpctl: types: FILTER: the range '743-704' runs backwards"});
 }
 
 TEST(sfpctlConvert, EachFormPrintsTheLibrarysConversions) {
@@ -485,6 +510,13 @@ TEST(sfpctlPhy, RegistersMoveAsTheBoardIsWiredAndLinkAndAnAreShown) {
   expect_run("--sim 1000base-t phy an", 0, {"^auto-negotiation: 2 "}, {});
   expect_run("phy read 4", 1, {}, {"^sfpctl: phy: the module has no copper PHY \\(type 594 "});
   expect_run("--sim 1000base-t phy read 32", 2, {}, {"^sfpctl: .*32"});
+  // A copper module from an image has no simulated PHY to answer.
+  const std::string image = write_image(sfpsim::find_profile("1000base-t")->memory);
+  expect_run("--image " + image + " phy link", 1, {},
+             {"^sfpctl: phy: a module from --image has no simulated PHY "});
+  expect_run("--image " + image + " phy --sim-link 1000 link", 2, {},
+             {"^sfpctl: phy: --sim-link: the module has no simulated PHY"});
+  std::filesystem::remove(image);
 }
 
 // What create shows, per module and creation parameters: identity, the state
@@ -543,6 +575,10 @@ TEST(sfpctlCreate, ShowsIdentityModuleStateWaitsAndStatus) {
     }
   }
   expect_run("create --data-ready-after soon", 2, {}, {"^sfpctl: .*'soon'"});
+  // With real sleeps, the note comes before the wait (300, 100, 300, then
+  // 500 ms) that takes the run past one second.
+  const ToolRun slow = run_sfpctl("--sim 25gbase-sr create", "", "");
+  EXPECT_EQ(slow.err, "sfpctl: waiting for the module (700 ms so far; --fast skips waits)\n");
 }
 
 TEST(sfpctlCreate, BitBangFlagDecidesHowTheUpperTablesAreRead) {
@@ -725,6 +761,10 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   dark.tables[0][10 + 7] = 0x01; // in the catalogue PN
   sfpsim::fix_checksums(dark);
   const std::string path = write_image(dark);
+  sfpsim::Memory unknown = sfpsim::find_profile("10gbase-sr")->memory;
+  unknown.a0[3] = 0; // no compliance code: a type the library does not know
+  sfpsim::fix_checksums(unknown);
+  const std::string unknown_path = write_image(unknown, "unknown");
   const std::string common = "\"vendor_name\": \"SIMLAB OPTICS\"";
   const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
       {"--sim 10gbase-sr status --json",
@@ -749,6 +789,15 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
       {"--sim 10g-dac-1m identify --json", {"\"catalogue_pn\": null,"}},
       {"--sim blank identify --json",
        {"\"type\": 512,", "\"vendor_name\": null,", "\"temperature_c\": null,"}},
+      // The library's verdict and the adapter's fields lose their trailing blanks.
+      {"--image " + unknown_path + " identify --json",
+       {"\"supported\": \"Failed - Unknown Xcvr type\","}},
+      {"--qsa info --json",
+       {"\"adapter_vendor_name\": \"SIMLAB OPTICS\",", "\"adapter_vendor_pn\": \"SL-QSA-10G\","}},
+      {"--qsa identify --json", {"\"adapter_type\": 855, \"adapter_type_name\": \"PX-QSA-10G\","}},
+      // A refused module: every key null.
+      {"--sim blank status --json", {"\"vendor_name\": null,", "\"tx_disabled\": null,"}},
+      {"--sim blank info --json", {"\"vendor_name\": null,", "\"compliance\": null,"}},
   };
   for (const auto &[args, needles] : cases) {
     const ToolRun run = run_sfpctl(args);
@@ -761,6 +810,7 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
     }
   }
   std::filesystem::remove(path);
+  std::filesystem::remove(unknown_path);
 }
 
 TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
@@ -777,6 +827,11 @@ TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
   bad.back() = "^compliance: +extended checksum \\(A0h byte 95\\) does not match$";
   expect_run("--image " + path + " info", 0, bad, {});
   std::filesystem::remove(path);
+  // Empty fields show '-', as in identify.
+  expect_run("--sim 10g-dac-1m info", 0,
+             {"", "", "", "", "", "", "", "^clei: +-$", "^version: +-$", "", ""}, {});
+  expect_run("--sim blank info", 1, {"^no port: the library refused the module"},
+             {"^sfpctl: cannot create port: status 95 "});
 }
 
 // The insertion poll through the default script: an insertion, an unchanged
@@ -803,6 +858,20 @@ TEST(sfpctlQsa, PollPlaysTheDefaultScript) {
   out.insert(out.end(), notified.begin(), notified.end());
   out.push_back("^  sfp port: none$");
   expect_run("qsa poll", 0, out, {});
+  // Steps that do not fit the adapter still play, with a note; a module the
+  // SFP layer refuses is named with its status, and the run ends with exit 1.
+  const ToolRun odd = run_sfpctl("qsa poll --script remove,swap:blank,poll,insert");
+  EXPECT_EQ(odd.exit_code, 1) << odd.err;
+  std::size_t at = 0;
+  for (const std::string line :
+       {"remove\n  note: the adapter is empty: nothing to remove\n",
+        "swap for blank\n  note: the adapter is empty: swapping in is an insertion\n",
+        "\n  sfp port: none (the SFP layer refused the module: status 95 (unknown module type",
+        "insert 10gbase-sr\n  note: the adapter already holds a module: inserting swaps it "
+        "out\n"}) {
+    at = odd.out.find(line, at);
+    EXPECT_NE(at, std::string::npos) << line << "\nin:\n" << odd.out;
+  }
   expect_run("qsa poll --script insert:1000base-sx,poll,dance", 2, {},
              {"^sfpctl: qsa poll: --script: cannot take 'dance'"});
 }
@@ -849,13 +918,22 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
                {"^sfpctl: read: page " + page + " is an adapter page code"});
   }
   expect_run("--qsa read 0 0 1", 2, {}, {"^sfpctl: read: with --qsa PAGE is an adapter page"});
-  for (const char *command : {"cdr on", "ctle on", "power-class high", "tune 1", "create"}) {
-    expect_run(std::string("--qsa ") + command, 2, {},
-               {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\)"});
+  const std::string passed_on = "the adapter does not pass it on to the SFP$";
+  for (const auto &[command, why] : std::vector<std::pair<std::string, std::string>>{
+           {"cdr on", passed_on},
+           {"ctle on", passed_on},
+           {"power-class high", passed_on},
+           {"tune 1", passed_on},
+           {"create", "the adapter port creates the SFP port its own way$"}}) {
+    expect_run("--qsa " + command, 2, {},
+               {"^sfpctl: [a-z-]+: not available behind an adapter \\(--qsa\\): " + why});
   }
   // A module the library refuses leaves the adapter port without an SFP
   // port: said on standard error, exit 1, the adapter still answers.
   expect_run("--qsa --sim blank identify", 1,
              {"^type: +855 PX-QSA-10G$", "^adapter: +855 PX-QSA-10G$"},
              {"^sfpctl: no SFP port behind the adapter: the module's creation failed"});
+  expect_run("--qsa --sim blank debug", 1, {},
+             {"^sfpctl: no SFP port behind the adapter: ",
+              "^sfpctl: debug: no SFP port behind the adapter$"});
 }

@@ -1,11 +1,11 @@
 // admin: tells the library that the port's admin state changed.
-#include <map>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "command.h"
 #include "control_call.h"
+#include "number_arg.h"
 #include "session.h"
 
 namespace sfpctl {
@@ -26,9 +26,7 @@ public:
     add_switch(sub, "STATE", up_, "down", "up", "The new admin state");
     from_ = sub.add_option("--from", from_up_, "The previous admin state (default the opposite)")
                 ->type_name("down|up")
-                ->transform(CLI::CheckedTransformer(
-                                std::map<std::string, bool>{{"down", false}, {"up", true}})
-                                .description(""));
+                ->transform(word_of({{"down", "0"}, {"up", "1"}}));
     sub.footer(
         std::string("up switches on Tx CDR, CTLE and the transmitter and, on a 25G optic, "
                     "clears its latched fault flags; down switches them off. Coming up and up "

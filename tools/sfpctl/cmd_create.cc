@@ -104,6 +104,9 @@ public:
   std::string_view name() const override { return "create"; }
   // Behind an adapter the adapter port creates the SFP port, its own way.
   bool behind_adapter() const override { return false; }
+  std::string_view why_not_behind_adapter() const override {
+    return "the adapter port creates the SFP port its own way";
+  }
   std::string_view summary() const override {
     return "Create the port and show what creation did: identity, module state, waits";
   }

@@ -29,10 +29,14 @@ public:
   }
 
   int run(Session &session) override {
+    sfp_port_ctx *port = session.sfp_port_for("debug");
+    if (port == nullptr) {
+      return kExitFailure;
+    }
     std::vector<char> text(kDumpSize);
     uint32_t length = 0;
     if (session.checked("debug", [&] {
-          return sfp_port_get_debug_info(session.port(), text.data(), kDumpSize, &length);
+          return sfp_port_get_debug_info(port, text.data(), kDumpSize, &length);
         }) != SFP_RC_OK) {
       return kExitFailure;
     }

@@ -40,11 +40,13 @@ class Results {
 public:
   explicit Results(JsonObject *json) : json_(json) {}
 
+  // The library's texts can end in blanks ("Failed - Unknown Xcvr type ").
   void line(const char *label, const char *key, const std::string &value) {
+    const std::string shown = value.substr(0, value.find_last_not_of(' ') + 1);
     if (json_ == nullptr) {
-      std::printf("%-17s %s\n", label, printable(value).c_str());
+      std::printf("%-17s %s\n", label, printable(shown).c_str());
     } else if (key != nullptr) {
-      json_->text(key, value);
+      json_->text(key, shown);
     }
   }
   // A text field of module memory: "-", or with --json null, when empty.
@@ -70,11 +72,13 @@ public:
       json_->flag(key, flag != 0);
     }
   }
-  void type(sfp_xcvr_type type, const char *name) {
+  // The type, or with `prefix` "adapter" the adapter's own type.
+  void type(sfp_xcvr_type type, const char *name, const std::string &prefix = "") {
     if (json_ == nullptr) {
-      line("type:", nullptr, std::to_string(type) + " " + name);
+      line(prefix.empty() ? "type:" : "adapter:", nullptr, std::to_string(type) + " " + name);
     } else {
-      json_->integer("type", type).text("type_name", name);
+      const std::string key = prefix.empty() ? "type" : prefix + "_type";
+      json_->integer(key, type).text(key + "_name", name);
     }
   }
   // With --json: the module's vendor fields, wavelength and live values;
@@ -163,7 +167,7 @@ private:
       // The adapter's own type and product identifier, whatever sits in it.
       sfp_hw_info_rec own{};
       qsa_port_copy_hw_info(adapter, &own);
-      out.line("adapter:", "adapter", type_text(own.xcvr_type, own.type_name));
+      out.type(own.xcvr_type, own.type_name, "adapter");
       if (port == nullptr) {
         out.absent(kPortKeys);
         out.module(nullptr, nullptr);

@@ -1,5 +1,6 @@
 // info: the module's identity as the library's identity snapshot gives it,
 // and whether its identification data passes its checksums.
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "module_view.h"
 #include "session.h"
 #include "terminal_text.h"
+#include "xcvr_text.h"
 
 namespace sfpctl {
 namespace {
@@ -57,15 +59,28 @@ public:
     sub.add_flag("--json", json_, "Print one JSON object instead of the lines");
     sub.footer("The identity is the library's snapshot (sfp_port_hw_info), whose text fields "
                "are cut at their first blank; vendor name, part number and serial number are "
-               "shown whole. Bytes that are not printable show as '.' (in JSON as \\u00XX; an "
-               "empty field is null). With --qsa (qsa_port_hw_info) the adapter's own identity "
-               "follows, copied from its memory as it stands, with its QSFP checksums; with no "
-               "SFP port behind the adapter the SFP's JSON keys are null.");
+               "shown whole. Bytes that are not printable show as '.' (in JSON as \\u00XX), an "
+               "empty field as '-' (in JSON null). With --qsa (qsa_port_hw_info) the adapter's "
+               "own identity follows, copied from its memory as it stands (in JSON without "
+               "trailing blanks), with its QSFP checksums; with no SFP port behind the adapter "
+               "the SFP's JSON keys are null. A module the library refuses gets one line (in "
+               "JSON every key null) and exit status 1.");
   }
+
+  // A module the library refuses still gets a line, or an object of nulls.
+  PortUse port_use() const override { return PortUse::Optional; }
 
   int run(Session &session) override {
     sfp_port_ctx *port = session.port();
     qsa_port_ctx *adapter = session.adapter_port();
+    if (port == nullptr && adapter == nullptr) {
+      if (json_) {
+        return std::max(print_json(session, nullptr, sfp_hw_info_rec{}, nullptr),
+                        static_cast<int>(kExitFailure));
+      }
+      std::printf("%s\n", kRefusedModuleNote);
+      return kExitFailure;
+    }
     sfp_hw_info_rec info{};
     info.compliance = SFP_COMPLIANCE_NOT_CHECKED;
     sfp_hw_info_rec adapter_info{};
@@ -107,7 +122,7 @@ private:
         {"compliance:", compliance_text(info.compliance, adapter)},
     };
     for (const auto &[label, value] : lines) {
-      std::printf("%-13s %s\n", label, printable(value).c_str());
+      std::printf("%-13s %s\n", label, value.empty() ? "-" : printable(value).c_str());
     }
   }
 
@@ -126,9 +141,9 @@ private:
       json.absent(false);
     }
     if (adapter_info != nullptr) {
-      json.field("adapter_vendor_name", adapter_info->vendor_name)
-          .field("adapter_vendor_pn", adapter_info->vendor_pn)
-          .field("adapter_vendor_sn", adapter_info->vendor_sn)
+      json.field("adapter_vendor_name", field_value(adapter_info->vendor_name))
+          .field("adapter_vendor_pn", field_value(adapter_info->vendor_pn))
+          .field("adapter_vendor_sn", field_value(adapter_info->vendor_sn))
           .integer("adapter_type", adapter_info->xcvr_type)
           .text("adapter_type_name", adapter_info->type_name)
           .integer("adapter_compliance", adapter_info->compliance);

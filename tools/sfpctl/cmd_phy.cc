@@ -60,7 +60,9 @@ public:
     sub.footer("Registers are clause 22 numbers (22 selects the page: 0 copper, 1 fiber side). "
                "Numbers are decimal or hex with 0x. --log shows every PHY transfer. With --qsa "
                "the PHY is reached through the adapter's page 0xAC (bytes 2r and 2r + 1), and "
-               "link also shows the adapter's link state (qsa_port_get_state).");
+               "link also shows the adapter's link state (qsa_port_get_state). A module from "
+               "--image has no simulated PHY: phy refuses it (exit 1), and --sim-link needs a "
+               "simulated PHY (exit 2).");
   }
 
   void configure(GlobalOptions &options) const override {
@@ -70,14 +72,25 @@ public:
   }
 
   int run(Session &session) override {
-    sfp_port_ctx *port = session.port();
+    // Only the copper profiles carry a simulated PHY; a module from an
+    // image has none, whatever its type says.
+    const bool simulated_phy = session.module()->phy() != nullptr;
+    if (link_speed_ != 0 && !simulated_phy) {
+      print_error("phy: --sim-link: the module has no simulated PHY to report a link");
+      return kExitUsage;
+    }
+    sfp_port_ctx *port = session.sfp_port_for("phy");
     if (port == nullptr) {
-      print_error("phy: no SFP port behind the adapter");
       return kExitFailure;
     }
     if (port->phy_access == nullptr) {
       print_error("phy: the module has no copper PHY (type " + std::to_string(port->xcvr_type) +
                   " " + printable(port->xcvr_name) + ")");
+      return kExitFailure;
+    }
+    if (!simulated_phy) {
+      print_error("phy: a module from --image has no simulated PHY (the --sim profile "
+                  "1000base-t has one)");
       return kExitFailure;
     }
     if (read_->parsed()) {

@@ -5,6 +5,8 @@
 // platform, it creates the adapter port again after a notification while an
 // SFP is seated, since only a new adapter port creates a new SFP port.
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,10 +27,23 @@ namespace {
 // The adapter's per-access record ("Port %d: access  Reg ..."): one for
 // every transfer, left out of the poll's messages.
 constexpr uint32_t kAccessRecord = 6204;
+// The adapter's record of an SFP port it could not create ("... rc 0x%x").
+constexpr uint32_t kSfpCreateFailedRecord = 6120;
 constexpr std::size_t kSerialOffset = 68;
 constexpr std::size_t kSerialWidth = 16;
 constexpr const char *kOtherProfile = "1000base-sx";
 constexpr const char *kOtherProfileAlternative = "10gbase-sr";
+
+constexpr const char *kPollFooter =
+    "The adapter starts empty. Without --script: insert the module of --sim or "
+    "--image, poll, poll (unchanged), swap for 1000base-sx (10gbase-sr when that is the "
+    "module), poll, remove, poll. "
+    "After a notification with an SFP seated the adapter port is created again, as "
+    "a platform does, so that it gets an SFP port for the new module; a module the "
+    "SFP layer refuses is shown with its status, and makes the exit status 1. A step "
+    "that does not fit the adapter's state still plays, with a note: insert on an "
+    "occupied adapter swaps the module out, swap on an empty one inserts, remove on "
+    "an empty one does nothing.";
 
 enum class Action { Insert, Swap, Remove, Poll };
 
@@ -94,6 +109,39 @@ std::string sfp_port_text(const qsa_port_ctx *adapter) {
          printable(field_value({serial, kSerialWidth}));
 }
 
+// The status in the adapter's record of a failed SFP port creation, if it
+// wrote one since its traces were cleared.
+std::optional<uint32_t> refused_sfp_status() {
+  std::optional<uint32_t> status;
+  pelog_for_each(
+      pelog_find(kAdapterEventTrace),
+      [](void *ctx, uint32_t number, const char *, const char *text) {
+        const char *rc = text == nullptr ? nullptr : std::strstr(text, "rc 0x");
+        if (number == kSfpCreateFailedRecord && rc != nullptr) {
+          *static_cast<std::optional<uint32_t> *>(ctx) =
+              static_cast<uint32_t>(std::strtoul(rc + 5, nullptr, 16));
+        }
+      },
+      &status);
+  return status;
+}
+
+// What a step changes that its name does not say: an insertion into an
+// occupied adapter swaps the module out, a swap into an empty one is an
+// insertion, a removal from an empty one does nothing. Empty when it fits.
+std::string misfit_note(Action action, bool seated) {
+  if (action == Action::Insert && seated) {
+    return "the adapter already holds a module: inserting swaps it out";
+  }
+  if (action == Action::Swap && !seated) {
+    return "the adapter is empty: swapping in is an insertion";
+  }
+  if (action == Action::Remove && !seated) {
+    return "the adapter is empty: nothing to remove";
+  }
+  return {};
+}
+
 void clear_adapter_traces() {
   for (const char *name : {kAdapterErrorTrace, kAdapterEventTrace}) {
     if (pelog_hdl buffer = pelog_find(name); buffer != nullptr) {
@@ -148,10 +196,10 @@ public:
               return steps.empty() ? std::string("no steps given") : std::string();
             },
             "", "STEPS"));
-    sub.footer("The adapter starts empty. Without --script: insert the module of --sim or "
-               "--image, poll, poll (unchanged), swap for another profile, poll, remove, poll. "
-               "After a notification with an SFP seated the adapter port is created again, as "
-               "a platform does, so that it gets an SFP port for the new module.");
+    // The script and its steps are poll's; qsa's help names them too.
+    for (CLI::App *help : {&sub, poll}) {
+      help->footer(kPollFooter);
+    }
   }
 
   int run(Session &session) override {
@@ -165,6 +213,10 @@ public:
     int exit_code = kExitOk;
     for (const Step &step : *steps) {
       std::printf("%s\n", step_text(step, session.options()).c_str());
+      if (const std::string note = misfit_note(step.action, session.adapter()->seated() != nullptr);
+          !note.empty()) {
+        std::printf("  note: %s\n", note.c_str());
+      }
       if (step.action == Action::Poll) {
         exit_code = std::max(exit_code, poll(session));
       } else if (step.action == Action::Remove) {
@@ -198,10 +250,17 @@ private:
     if (phases.empty() || session.adapter()->seated() == nullptr) {
       return rc == SFP_RC_OK ? kExitOk : kExitFailure;
     }
+    clear_adapter_traces();
     const sfp_rc created = session.recreate_adapter_port();
     std::printf("  platform: adapter port created again: %s\n", status_text(created).c_str());
-    std::printf("  sfp port: %s\n", sfp_port_text(session.adapter_port()).c_str());
-    return rc == SFP_RC_OK && created == SFP_RC_OK ? kExitOk : kExitFailure;
+    // The adapter port is made even when the SFP layer refuses the module.
+    const std::optional<uint32_t> refused = refused_sfp_status();
+    std::printf("  sfp port: %s", sfp_port_text(session.adapter_port()).c_str());
+    if (refused) {
+      std::printf(" (the SFP layer refused the module: %s)", status_text(*refused).c_str());
+    }
+    std::printf("\n");
+    return rc == SFP_RC_OK && created == SFP_RC_OK && !refused ? kExitOk : kExitFailure;
   }
 
   std::string script_;

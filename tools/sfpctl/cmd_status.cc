@@ -104,8 +104,9 @@ std::string json_key(const char *quantity, const char *what, const char *suffix)
 }
 
 // Behind an adapter that holds no SFP port (`port` null) only the adapter's
-// transmitter has a value: the keys of the module are all null.
-void print_json(const sfp_port_ctx *port, const Rec &rec, const ModuleView &view) {
+// transmitter has a value: the keys of the module are all null. A refused
+// module (no port, no adapter port) has none.
+void print_json(const sfp_port_ctx *port, const Rec &rec, const ModuleView &view, bool adapter) {
   JsonObject json;
   const bool diagnostics = port != nullptr && has_diagnostics(*port);
   json.absent(port == nullptr).flag("diagnostics", diagnostics);
@@ -133,7 +134,7 @@ void print_json(const sfp_port_ctx *port, const Rec &rec, const ModuleView &view
     json.null("channel");
   }
   json.flag("los", rec.los != 0).flag("tx_fault", rec.tx_fault != 0);
-  json.absent(false).flag("tx_disabled", rec.tx_disabled != 0);
+  json.absent(port == nullptr && !adapter).flag("tx_disabled", rec.tx_disabled != 0);
   json.absent(port == nullptr).flag("no_diagnostics_type", rec.no_diagnostics != 0);
   std::fputs(json.str().c_str(), stdout);
 }
@@ -149,12 +150,25 @@ public:
     sub.footer("Values are the library's status snapshot (sfp_port_hw_status; with --qsa "
                "qsa_port_hw_status, whose Tx disabled is the adapter's transmitter); "
                "temperatures of thresholds are whole degrees. A power of zero has no dBm (JSON "
-               "null); with no SFP port behind the adapter every key but tx_disabled is null.");
+               "null); with no SFP port behind the adapter every key but tx_disabled is null. A "
+               "module the library refuses gets one line (in JSON every key null) and exit "
+               "status 1.");
   }
+
+  // A module the library refuses still gets a line, or an object of nulls.
+  PortUse port_use() const override { return PortUse::Optional; }
 
   int run(Session &session) override {
     sfp_port_ctx *port = session.port();
     qsa_port_ctx *adapter = session.adapter_port();
+    if (port == nullptr && adapter == nullptr) {
+      if (json_) {
+        print_json(nullptr, Rec{}, ModuleView{}, false);
+      } else {
+        std::printf("%s\n", kRefusedModuleNote);
+      }
+      return kExitFailure;
+    }
     Rec rec{};
     if (session.checked("status", [&] {
           return adapter != nullptr ? qsa_port_hw_status(adapter, &rec)
@@ -164,7 +178,7 @@ public:
     }
     const ModuleView view = port != nullptr ? module_view(*port, &rec) : ModuleView{};
     if (json_) {
-      print_json(port, rec, view);
+      print_json(port, rec, view, adapter != nullptr);
     } else if (port == nullptr) {
       std::printf("no SFP behind the adapter\n%-12s %s\n", "Tx disabled", yes_no(rec.tx_disabled));
     } else if (!has_diagnostics(*port)) {

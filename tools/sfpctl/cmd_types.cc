@@ -10,6 +10,7 @@
 #include "command.h"
 #include "number_arg.h"
 #include "session.h"
+#include "terminal_text.h"
 #include "xcvr_text.h"
 
 namespace sfpctl {
@@ -40,6 +41,9 @@ public:
     }
   }
 
+  // A range whose first type is above its last ("743-704").
+  bool reversed() const { return range_ && first_ > last_; }
+
   bool picks(const TypeRow &row) const {
     if (range_) {
       return row.type >= first_ && row.type <= last_;
@@ -68,7 +72,8 @@ public:
         ->type_name("FILTER");
     sub.footer("Columns: type, name, the compliance codes (A0h bytes 3..6 and 7..10) and vendor "
                "code (byte 96) that identify it (0: any), the DWDM channel, and whether the "
-               "type is supported on this system.");
+               "type is supported on this system. A range runs from the lower type to the higher "
+               "(else exit 2); when no type matches, a note on standard error says so (exit 0).");
   }
 
   int run(Session &) override {
@@ -78,6 +83,11 @@ public:
       return kExitFailure;
     }
     const TypeFilter filter(filter_);
+    if (filter.reversed()) {
+      print_error("types: FILTER: the range '" + echoed(filter_) +
+                  "' runs backwards (FIRST-LAST, FIRST not above LAST)");
+      return kExitUsage;
+    }
     std::vector<TypeRow> rows;
     for (sfp_xcvr_type type = kFirstType; type <= kLastType; ++type) {
       const std::optional<TypeRow> row = type_row(type);
@@ -86,8 +96,9 @@ public:
       }
     }
     if (rows.empty()) {
-      print_error("no type matches '" + filter_ + "'");
-      return kExitFailure;
+      // Not a failure: the table was searched and has no such type.
+      print_error("no type matches '" + echoed(filter_) + "'");
+      return kExitOk;
     }
     std::size_t width = 4;
     for (const TypeRow &row : rows) {

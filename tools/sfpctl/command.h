@@ -39,6 +39,10 @@ public:
   virtual PortUse port_use() const { return PortUse::Required; }
   // Whether the command makes sense for a module behind an adapter (--qsa).
   virtual bool behind_adapter() const { return true; }
+  // Why a command that does not make sense there is refused behind an adapter.
+  virtual std::string_view why_not_behind_adapter() const {
+    return "the adapter does not pass it on to the SFP";
+  }
   // Adds what the command's own options say about the module and the port
   // to the global options, before either is made.
   virtual void configure(GlobalOptions &) const {}

@@ -2,10 +2,10 @@
 
 #include <array>
 #include <cstdio>
-#include <map>
 
 #include "command.h"
 #include "module_changes.h"
+#include "number_arg.h"
 #include "status_text.h"
 
 namespace sfpctl {
@@ -65,11 +65,10 @@ int run_control(Session &session, std::string_view what, const std::function<sfp
 
 void add_switch(CLI::App &command, const std::string &name, bool &value, const std::string &off,
                 const std::string &on, const std::string &description) {
-  const std::map<std::string, bool> words{{off, false}, {on, true}};
   command.add_option(name, value, description)
       ->required()
       ->type_name(off + "|" + on)
-      ->transform(CLI::CheckedTransformer(words).description(""));
+      ->transform(word_of({{off, "0"}, {on, "1"}}));
 }
 
 } // namespace sfpctl

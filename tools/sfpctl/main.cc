@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -28,8 +27,8 @@ constexpr const char *kDescription =
 
 constexpr const char *kFooter =
     "Run 'sfpctl COMMAND --help' for the arguments of a command.\n"
-    "Exit status: 0 success, 1 the library, the module or a file reported a failure, "
-    "2 usage error.";
+    "Exit status: 0 success, 1 the library, the module or a file reported a failure, or output "
+    "could not be written, 2 usage error.";
 
 constexpr const char *kToolHelp = "sfpctl --help";
 
@@ -70,8 +69,59 @@ std::string misplaced_option_hint(const std::vector<CLI::App *> &selected,
   return {};
 }
 
-// CLI11 reports parse errors on several lines; the tool gives one. Its own
-// messages quote arguments as they are: they are echoed as the tool's are.
+// The commands a command line chose, outermost first ("ctle", "peaking").
+std::vector<const CLI::App *> chosen_commands(const CLI::App *app) {
+  std::vector<const CLI::App *> chain;
+  for (std::vector<CLI::App *> nested = app->get_subcommands(); !nested.empty();
+       nested = nested.front()->get_subcommands()) {
+    chain.push_back(nested.front());
+  }
+  return chain;
+}
+
+// "a, b or c": the names of the commands `app` takes.
+std::string command_names(const CLI::App *app) {
+  const std::vector<const CLI::App *> commands =
+      app->get_subcommands([](const CLI::App *) { return true; });
+  std::string names;
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    names += (i == 0 ? "" : i + 1 == commands.size() ? " or " : ", ") + commands[i]->get_name();
+  }
+  return names;
+}
+
+// How many of the chosen commands the help to name goes into: up to the one
+// that owns the option or argument an error starts with ("--bus-mode: ..."
+// is phy's, even after "phy read"), none for one of the tool's own options;
+// an unknown option before the command is the tool's.
+std::size_t help_depth(const CLI::App *app, const std::string &text, std::string_view unknown,
+                       const std::vector<std::string> &arguments,
+                       const std::vector<const CLI::App *> &chain) {
+  if (!unknown.empty()) {
+    const auto option = std::find(arguments.begin(), arguments.end(), unknown);
+    const auto command =
+        chain.empty() ? arguments.end()
+                      : std::find(arguments.begin(), arguments.end(), chain.front()->get_name());
+    return option < command ? 0 : chain.size();
+  }
+  const std::string name = text.substr(0, text.find(':'));
+  if (name.size() < text.size()) {
+    for (std::size_t depth = chain.size(); depth > 0; --depth) {
+      if (chain[depth - 1]->get_option_no_throw(name) != nullptr) {
+        return depth;
+      }
+    }
+    if (app->get_option_no_throw(name) != nullptr) {
+      return 0;
+    }
+  }
+  return chain.size();
+}
+
+// CLI11 reports parse errors on several lines, and in words of its own; the
+// tool gives one line of its own. Its own messages quote arguments as they
+// are: they are echoed as the tool's are. The help named is the one that
+// lists what the error is about (see help_depth()).
 std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
                              const std::vector<std::string> &arguments) {
   std::string text = error.what();
@@ -79,20 +129,34 @@ std::string one_line_failure(const CLI::App *app, const CLI::Error &error,
     text = with_echoed(std::move(text), argument);
   }
   const std::vector<CLI::App *> selected = app->get_subcommands();
+  const std::vector<const CLI::App *> chain = chosen_commands(app);
+  const CLI::App *innermost = chain.empty() ? app : chain.back();
   // CLI11 calls an unknown option an unexpected argument, or only says that
   // a command is missing when the option came first; name it instead. An
   // unknown command word is left over too.
   const std::vector<std::string> left = app->remaining();
   const std::string_view option = unknown_option(left);
+  const std::string misplaced = option.empty() ? "" : misplaced_option_hint(selected, option);
   if (!option.empty()) {
-    text = "unknown option '" + echoed(option) + "'" + misplaced_option_hint(selected, option);
+    text = "unknown option '" + echoed(option) + "'" + misplaced;
+  } else if (selected.empty() && !left.empty() && left.front() == "--") {
+    text = "'--' ends the options, so it goes after the command";
   } else if (selected.empty() && !left.empty()) {
-    text = "unknown command '" + echoed(left.front()) + "'";
+    text = "unknown command '" + echoed(left.front()) + "' (commands: " + command_names(app) + ")";
   } else if (!left.empty()) {
     text = "unexpected argument '" + echoed(left.front()) + "'";
+  } else if (text.starts_with("A subcommand is required")) {
+    text = (chain.empty() ? std::string("a command is needed: ")
+                          : innermost->get_name() + " needs one of ") +
+           command_names(innermost);
   }
-  return usage_line(text, selected.empty() ? kToolHelp
-                                           : "sfpctl " + selected.front()->get_name() + " --help");
+  const std::size_t depth =
+      misplaced.empty() ? help_depth(app, text, option, arguments, chain) : chain.size();
+  std::string help = "sfpctl";
+  for (std::size_t i = 0; i < depth; ++i) {
+    help += " " + chain[i]->get_name();
+  }
+  return usage_line(text, help + " --help");
 }
 
 // "--image=" and "--image ''" name no file. CLI11 would take the word after
@@ -164,9 +228,8 @@ struct Selected {
 int run_command(Command &command, GlobalOptions options) {
   command.configure(options);
   if (options.qsa && command.port_use() != PortUse::None && !command.behind_adapter()) {
-    print_error(std::string(command.name()) +
-                ": not available behind an adapter (--qsa): the adapter does not pass it on to "
-                "the SFP");
+    print_error(std::string(command.name()) + ": not available behind an adapter (--qsa): " +
+                std::string(command.why_not_behind_adapter()));
     return kExitUsage;
   }
   Session session(options);
@@ -227,12 +290,11 @@ int run(int argc, char **argv) {
                      "'ethtool -m IFNAME hex on' dump")
           ->type_name("FILE");
   sim->excludes(image);
-  const std::map<std::string, uint32_t> rates{{"10g", 2}, {"25g", 1}, {"50g", 3}};
   app.add_option("--rate", options.rate_code,
                  "Operating rate of the port, which picks the rate of a multi-rate module: "
                  "10g, 25g (default) or 50g")
       ->type_name("RATE")
-      ->transform(CLI::CheckedTransformer(rates, CLI::ignore_case).description(""));
+      ->transform(word_of({{"10g", "2"}, {"25g", "1"}, {"50g", "3"}}, true));
   app.add_flag("--fast", options.fast,
                "Let the library's waits pass at once on a virtual clock (by default it really "
                "sleeps, e.g. 100 ms to 2 s while creating the port)");
@@ -262,6 +324,9 @@ int run(int argc, char **argv) {
     CLI::App *sub =
         app.add_subcommand(std::string(command->name()), std::string(command->summary()));
     sub->set_help_flag("-h,--help", "Print this help and exit");
+    // Only the tool's own help ends with the tool's footer; a command's is
+    // its own, and so is that of a command within it.
+    sub->footer("");
     command->add_arguments(*sub);
     subcommands.push_back({sub, command.get()});
   }

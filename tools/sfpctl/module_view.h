@@ -28,6 +28,11 @@ struct ModuleView {
   std::optional<double> rx_power_dbm;
 };
 
+// What the snapshot commands print, before their JSON object of nulls, for a
+// module the library refused (no port and no adapter port).
+inline constexpr const char *kRefusedModuleNote =
+    "no port: the library refused the module ('sfpctl identify' shows its type and verdict)";
+
 // Whether the module has live diagnostics, as the library decided at
 // creation.
 bool has_diagnostics(const sfp_port_ctx &context);

@@ -1,6 +1,7 @@
 #include "number_arg.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 
@@ -88,6 +89,31 @@ CLI::Validator number_of(const std::vector<uint32_t> &choices) {
       "", "NUMBER " + listed);
 }
 
+CLI::Validator word_of(const std::vector<std::pair<std::string, std::string>> &words,
+                       bool ignore_case) {
+  std::string listed;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    listed += (i == 0 ? "" : i + 1 == words.size() ? " or " : ", ") + words[i].first;
+  }
+  const auto lower = [](std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+  };
+  return CLI::Validator(
+      [words, listed, ignore_case, lower](std::string &text) -> std::string {
+        const std::string given = ignore_case ? lower(text) : text;
+        for (const auto &[word, value] : words) {
+          if (given == word) {
+            text = value;
+            return {};
+          }
+        }
+        return "'" + echoed(text) + "' is not one of " + listed;
+      },
+      "", "");
+}
+
 namespace {
 
 constexpr uint32_t kLastModulePage = 255;
@@ -116,7 +142,7 @@ CLI::Validator page_number() {
         text = std::to_string(number.value);
         return {};
       },
-      "0..255", "NUMBER 0..255");
+      "0..255|0xA0|0xA00..0xAFF", "NUMBER 0..255|0xA0|0xA00..0xAFF");
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-// Numeric command-line arguments: decimal or 0x-prefixed hex, in a range.
+// Numeric command-line arguments (decimal or 0x-prefixed hex, in a range)
+// and arguments that take one of a few words.
 #ifndef SFPCTL_NUMBER_ARG_H
 #define SFPCTL_NUMBER_ARG_H
 
@@ -31,6 +32,12 @@ CLI::Validator number_in(uint32_t min, uint32_t max);
 
 // A CLI11 transform that accepts the numbers of `choices` ("10, 100, 1000").
 CLI::Validator number_of(const std::vector<uint32_t> &choices);
+
+// A CLI11 transform that accepts only the words of `words` (the first of each
+// pair) and rewrites a word as its value (the second), which CLI11 then
+// converts; anything else gets "'X' is not one of A, B or C".
+CLI::Validator word_of(const std::vector<std::pair<std::string, std::string>> &words,
+                       bool ignore_case = false);
 
 // Declares the required PAGE and OFFSET arguments of a memory command. PAGE
 // is a module page (0..255) or an adapter page code (0xA0, 0xA00..0xAFF);

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <iostream>
 #include <optional>
 #include <system_error>
+#include <thread>
 
 #include "platform/pelog.h"
 #include "platform/psleep.h"
@@ -80,16 +82,19 @@ uint8_t speed_code(uint32_t speed) {
   return speed == 1000 ? 2 : speed == 100 ? 1 : 0;
 }
 
-// Called after every sleep of a run with real sleeps: once the waits add up
-// to more than a second, one note on standard error says why the run is slow.
-void note_long_waits(void *ctx, uint32_t ms) {
+// The real wait of a run without --fast. The platform clock runs virtual
+// and calls this for every wait, which it makes here, so that the note on a
+// long wait comes before the wait that takes the run past one second, not
+// after it; the library waits as long as with the real clock.
+void sleep_with_note(void *ctx, uint32_t ms) {
   uint64_t &waited = *static_cast<uint64_t *>(ctx);
   const uint64_t before = waited;
   waited += ms;
   if (before <= kWaitNoteAfterMs && waited > kWaitNoteAfterMs) {
     std::fprintf(stderr, "sfpctl: waiting for the module (%llu ms so far; --fast skips waits)\n",
-                 static_cast<unsigned long long>(waited));
+                 static_cast<unsigned long long>(before));
   }
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 // Every wait logged on the platform clock since its last reset.
@@ -172,9 +177,9 @@ bool close_standard_output() {
 }
 
 Session::Session(GlobalOptions options) : options_(std::move(options)) {
-  platform_clock_set_virtual(options_.fast ? 1 : 0);
+  platform_clock_set_virtual(1);
   if (!options_.fast) {
-    platform_clock_set_hook(&note_long_waits, &waited_ms_);
+    platform_clock_set_hook(&sleep_with_note, &waited_ms_);
   }
 }
 
@@ -324,6 +329,14 @@ sfp_port_ctx *Session::port() const {
     return adapter_port_ != nullptr ? adapter_port_->sfp_port : nullptr;
   }
   return port_;
+}
+
+sfp_port_ctx *Session::sfp_port_for(std::string_view command) const {
+  sfp_port_ctx *sfp = port();
+  if (sfp == nullptr) {
+    print_error(std::string(command) + ": no SFP port behind the adapter");
+  }
+  return sfp;
 }
 
 std::vector<uint32_t> Session::take_notifications() {

@@ -38,8 +38,8 @@ struct FailAt {
   uint8_t offset;
 };
 
-// After this much waiting in a run with real sleeps, the tool says why it is
-// slow.
+// Before the wait that takes a run with real sleeps past this much waiting,
+// the tool says why it is slow.
 inline constexpr uint64_t kWaitNoteAfterMs = 1000;
 
 // The global options, as parsed, and the settings a command adds to them.
@@ -123,6 +123,10 @@ public:
   // The SFP port; with --qsa the one behind the adapter, null while the
   // adapter port has none.
   sfp_port_ctx *port() const;
+  // The SFP port for a command that needs one; with --qsa and none behind
+  // the adapter, prints "COMMAND: no SFP port behind the adapter" and
+  // returns null.
+  sfp_port_ctx *sfp_port_for(std::string_view command) const;
   // With --qsa: the adapter port and the simulated adapter; null otherwise.
   qsa_port_ctx *adapter_port() const { return adapter_port_; }
   sfpsim::Adapter *adapter() const { return adapter_.get(); }

@@ -12,6 +12,10 @@ std::string field_value(std::span<const uint8_t> field) {
   return text;
 }
 
+std::string field_value(std::string_view field) {
+  return field_value(std::span(reinterpret_cast<const uint8_t *>(field.data()), field.size()));
+}
+
 std::optional<TypeRow> type_row(sfp_xcvr_type type) {
   TypeRow row{type, sfp_xcvr_get_name_from_type(nullptr, type), 0, 0, 0};
   if (sfp_xcvr_get_code_id(type, &row.attr_low, &row.attr_high, &row.ext_id) == SFP_XCVR_NO_ROW) {

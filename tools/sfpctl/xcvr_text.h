@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "sfpdrv/sfpdrv.h"
 
@@ -16,6 +17,8 @@ namespace sfpctl {
 // to the first NUL, trailing blanks and erased bytes (0xff) removed. Any
 // other byte is kept.
 std::string field_value(std::span<const uint8_t> field);
+// The same of a field the library copied into a record's text.
+std::string field_value(std::string_view field);
 
 // The match fields and name of a type's row in the library's table.
 struct TypeRow {
