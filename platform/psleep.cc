@@ -47,9 +47,6 @@ extern "C" {
 
 void platform_sleep_ms(uint32_t ms) {
   Clock &c = clock_state();
-  if (!c.is_virtual.load(std::memory_order_relaxed)) {
-    real_sleep(ms);
-  }
   platform_sleep_hook hook = nullptr;
   void *ctx = nullptr;
   {
@@ -62,8 +59,13 @@ void platform_sleep_ms(uint32_t ms) {
     hook = c.hook;
     ctx = c.hook_ctx;
   }
+  // The hook hears of a wait before it is made, so that a caller can say
+  // what it waits for while it waits.
   if (hook != nullptr) {
     hook(ctx, ms);
+  }
+  if (!c.is_virtual.load(std::memory_order_relaxed)) {
+    real_sleep(ms);
   }
 }
 

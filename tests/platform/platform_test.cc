@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -245,8 +246,14 @@ ClockState clock_state() {
 // No fatal assertion: the clock is left real and reset whatever happens.
 TEST(Clock, WaitsAreCountedLoggedAndHookedVirtualOnesWithoutSleeping) {
   platform_clock_reset();
-  platform_sleep_ms(1); // a real sleep counts too
-  EXPECT_EQ(clock_state(), ClockState(1, 1, {1}));
+  // A real sleep counts too, and its hook comes before it: the whole wait
+  // lies between the hook and the return.
+  static std::chrono::steady_clock::time_point hooked_at;
+  platform_clock_set_hook([](void *, uint32_t) { hooked_at = std::chrono::steady_clock::now(); },
+                          nullptr);
+  platform_sleep_ms(20);
+  EXPECT_GE(std::chrono::steady_clock::now() - hooked_at, std::chrono::milliseconds(20));
+  EXPECT_EQ(clock_state(), ClockState(20, 1, {20}));
   platform_clock_reset();
   static std::vector<uint32_t> hooked;
   platform_clock_set_virtual(1);

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <iostream>
 #include <optional>
 #include <system_error>
-#include <thread>
 
 #include "platform/pelog.h"
 #include "platform/psleep.h"
@@ -82,11 +80,10 @@ uint8_t speed_code(uint32_t speed) {
   return speed == 1000 ? 2 : speed == 100 ? 1 : 0;
 }
 
-// The real wait of a run without --fast. The platform clock runs virtual
-// and calls this for every wait, which it makes here, so that the note on a
-// long wait comes before the wait that takes the run past one second, not
-// after it; the library waits as long as with the real clock.
-void sleep_with_note(void *ctx, uint32_t ms) {
+// Called by the platform clock before each wait of a run without --fast: the
+// note on a long wait comes before the wait that takes the run past one
+// second, while the module is being waited for.
+void note_long_wait(void *ctx, uint32_t ms) {
   uint64_t &waited = *static_cast<uint64_t *>(ctx);
   const uint64_t before = waited;
   waited += ms;
@@ -94,7 +91,6 @@ void sleep_with_note(void *ctx, uint32_t ms) {
     std::fprintf(stderr, "sfpctl: waiting for the module (%llu ms so far; --fast skips waits)\n",
                  static_cast<unsigned long long>(before));
   }
-  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
 // Every wait logged on the platform clock since its last reset.
@@ -177,9 +173,9 @@ bool close_standard_output() {
 }
 
 Session::Session(GlobalOptions options) : options_(std::move(options)) {
-  platform_clock_set_virtual(1);
+  platform_clock_set_virtual(options_.fast ? 1 : 0);
   if (!options_.fast) {
-    platform_clock_set_hook(&sleep_with_note, &waited_ms_);
+    platform_clock_set_hook(&note_long_wait, &waited_ms_);
   }
 }
 

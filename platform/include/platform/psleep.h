@@ -32,8 +32,9 @@ PLATFORM_API uint64_t platform_clock_wait_count(void);
 #define PLATFORM_CLOCK_LOG_MAX 4096u
 PLATFORM_API size_t platform_clock_waits(uint32_t *out, size_t max);
 
-/* Calls `fn` after every wait (with the wait's length), e.g. to let a
- * simulated module change state as time passes. NULL removes it. */
+/* Calls `fn` at every wait, with its length, before the wait is made (the
+ * wait is already counted): e.g. to let a simulated module change state as
+ * time passes, or to tell a user what is being waited for. NULL removes it. */
 typedef void (*platform_sleep_hook)(void *ctx, uint32_t ms);
 PLATFORM_API void platform_clock_set_hook(platform_sleep_hook fn, void *ctx);
 
