@@ -88,6 +88,12 @@ extern const std::array<VendorExtIdRow, kVendorExtIdRows> sfp_vendor_ext_id_tabl
 // The label of `code`, or null when the table has no row for it.
 const char *vendor_ext_id_label(uint16_t code);
 
+// Replaces the debug file at `path` with one "name:raw:value" line per
+// field. The file is written under a temporary name beside it and renamed
+// into place; a name held by anything but a regular file of this process's
+// user with a single link is never touched. False when nothing was written.
+bool replace_debug_file(const char *path, const sfp_decoded_field *fields, std::size_t count);
+
 } // namespace sfpdrv
 
 #endif // SFPDRV_DECODE_INTERNAL_H

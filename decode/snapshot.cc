@@ -86,23 +86,15 @@ bool without_diagnostics(sfp_xcvr_type type) {
 
 enum class DebugFile { Status, Identity };
 
-// Writes every entry as "name:raw:value" to the port's file, overwriting it;
-// false when the file cannot be created.
+// Writes every entry as "name:raw:value" to the port's file, replacing it;
+// false when the file cannot be written safely (see replace_debug_file).
 bool write_debug_file(DebugFile which, const sfp_port_ctx &port, const sfp_decoded_field *fields,
                       std::size_t count) {
   char path[64];
   std::snprintf(path, sizeof path,
                 which == DebugFile::Status ? "/tmp/hw_status_file_%d_%d" : "/tmp/hw_id_file_%d_%d",
                 port.controller, port.port);
-  std::FILE *file = std::fopen(path, "w");
-  if (file == nullptr) {
-    return false;
-  }
-  for (std::size_t i = 0; i < count; ++i) {
-    std::fprintf(file, "%s:%s:%s\n", fields[i].name, fields[i].raw, fields[i].value);
-  }
-  std::fclose(file);
-  return true;
+  return replace_debug_file(path, fields, count);
 }
 
 // ---- status snapshot --------------------------------------------------------------

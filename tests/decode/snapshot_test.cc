@@ -3,12 +3,18 @@
 // dump.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "decode/messages.h"
@@ -173,6 +179,115 @@ TEST_F(SnapshotTest, StatusFailuresAreReportedWithTheirStatus) {
   EXPECT_EQ(sfp_port_hw_status(port, &rec), 5u);
   EXPECT_EQ(sfp_port_hw_status(nullptr, &rec), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_hw_status(port, nullptr), SFP_RC_INVALID);
+}
+
+// What an unprivileged user may plant at a debug file's name in /tmp: the
+// snapshot never writes through it, fails as for a file it cannot create,
+// and leaves the planted thing and whatever it points at as they were.
+TEST_F(SnapshotTest, DebugFilesNeverWriteThroughWhatIsPlantedAtTheirName) {
+  port_number_ = 5;
+  sfp_port_ctx *port = port_on("10gbase-sr");
+  const std::string target = testing::TempDir() + "snapshot_victim";
+  const std::string victim_text = "not to be overwritten\n";
+  struct Snapshot {
+    const char *kind;
+    std::function<sfp_rc()> take;
+    const sfpdrv::TraceMsg &failure;
+  };
+  const std::vector<Snapshot> snapshots = {
+      {"status",
+       [&] {
+         sfp_hw_status_rec rec{};
+         return sfp_port_hw_status(port, &rec);
+       },
+       sfpdrv::msg::kStatusFileOpenFailed},
+      {"id",
+       [&] {
+         sfp_hw_info_rec rec{};
+         return sfp_port_hw_info(port, &rec);
+       },
+       sfpdrv::msg::kInfoFileOpenFailed},
+  };
+  using Plant = void (*)(const std::string &name, const std::string &to);
+  const std::vector<std::pair<const char *, Plant>> plants = {
+      {"symbolic link",
+       [](const std::string &name, const std::string &to) {
+         std::filesystem::create_symlink(to, name);
+       }},
+      {"hard link",
+       [](const std::string &name, const std::string &to) {
+         std::filesystem::create_hard_link(to, name);
+       }},
+      {"directory", [](const std::string &name, const std::string &) {
+         std::filesystem::create_directory(name);
+       }}};
+  for (const Snapshot &snapshot : snapshots) {
+    const std::string name = debug_file(snapshot.kind, 5);
+    for (const auto &[what, plant] : plants) {
+      std::filesystem::remove_all(name);
+      std::ofstream(target) << victim_text;
+      plant(name, target);
+      sfptest::clear_traces();
+      EXPECT_EQ(snapshot.take(), SFP_RC_INVALID) << snapshot.kind << ", " << what;
+      EXPECT_EQ(sfptest::records_of("sfp_err", snapshot.failure).size(), 1u) << what;
+      EXPECT_EQ(file_text(target), victim_text) << snapshot.kind << ", " << what;
+      const bool still_planted =
+          std::string(what) == "directory"       ? std::filesystem::is_directory(name)
+          : std::string(what) == "symbolic link" ? std::filesystem::is_symlink(name)
+                                                 : std::filesystem::hard_link_count(name) == 2;
+      EXPECT_TRUE(still_planted) << snapshot.kind << ", " << what;
+    }
+    // Nothing planted: a new file of this user, readable by others, written
+    // by nobody else.
+    std::filesystem::remove_all(name);
+    ASSERT_EQ(snapshot.take(), SFP_RC_OK) << snapshot.kind;
+    struct stat status {};
+    ASSERT_EQ(lstat(name.c_str(), &status), 0);
+    EXPECT_TRUE(S_ISREG(status.st_mode));
+    EXPECT_EQ(status.st_mode & 07777 & ~0644, 0u) << std::oct << status.st_mode;
+    // Someone else's file is not replaced either.
+    if (geteuid() == 0) {
+      ASSERT_EQ(chown(name.c_str(), 65534, 65534), 0);
+      EXPECT_EQ(snapshot.take(), SFP_RC_INVALID) << snapshot.kind << ", another user's file";
+    }
+    std::filesystem::remove_all(name);
+  }
+  std::filesystem::remove(target);
+  // No temporary file is left behind by a refusal.
+  for (const auto &entry : std::filesystem::directory_iterator("/tmp")) {
+    EXPECT_FALSE(entry.path().filename().string().starts_with("hw_status_file_7_5."))
+        << entry.path();
+    EXPECT_FALSE(entry.path().filename().string().starts_with("hw_id_file_7_5.")) << entry.path();
+  }
+}
+
+// A reader racing the writer sees the previous file or the whole new one.
+TEST_F(SnapshotTest, ADebugFileIsNeverSeenHalfWritten) {
+  port_number_ = 6;
+  sfp_port_ctx *port = port_on("10gbase-sr");
+  const std::string name = debug_file("status", 6);
+  std::filesystem::remove_all(name);
+  sfp_hw_status_rec rec{};
+  ASSERT_EQ(sfp_port_hw_status(port, &rec), SFP_RC_OK);
+  const std::string whole = file_text(name);
+  ASSERT_EQ(std::count(whole.begin(), whole.end(), '\n'), SFP_STATUS_FIELDS);
+  std::atomic<bool> done{false};
+  std::atomic<int> partial{0};
+  std::atomic<int> reads{0};
+  std::thread reader([&] {
+    while (!done.load()) {
+      const std::string seen = file_text(name);
+      partial += seen != whole ? 1 : 0;
+      ++reads;
+    }
+  });
+  for (int i = 0; i < 300 || reads.load() < 300; ++i) {
+    ASSERT_EQ(sfp_port_hw_status(port, &rec), SFP_RC_OK);
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(partial.load(), 0) << "of " << reads.load() << " reads";
+  std::filesystem::remove(name);
 }
 
 // The maker fields come from the A2h upper half of an optic and from the A0h
