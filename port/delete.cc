@@ -19,3 +19,15 @@ extern "C" SFPDRV_API sfp_rc sfp_port_delete(sfp_port_ctx *hdl) {
   }
   return unlock_registry(status);
 }
+
+namespace sfpdrv {
+
+void forget_port_of(const void *opaque) {
+  if (lock_registry(kSiteForgetLock) != SFP_RC_OK) {
+    return;
+  }
+  registry_remove_opaque(opaque);
+  (void)unlock_registry(SFP_RC_OK);
+}
+
+} // namespace sfpdrv

@@ -27,6 +27,7 @@ enum CheckSite : uint32_t {
   kSitePhyRegDecode = 134,
   kSiteCreateLock = 201,
   kSiteDeleteLock = 202,
+  kSiteForgetLock = 203,
   kSiteTsfpWavechannelSet = 351,
 };
 
@@ -49,6 +50,16 @@ sfp_port_ctx *registry_add(void *opaque);
 
 // Unlinks and frees `port`; false when it is not registered.
 bool registry_remove(const sfp_port_ctx *port);
+
+// Unlinks and frees whatever context is registered for `opaque`, silently
+// (no pass-over records): for a layer that owns the opaque and is going away.
+void registry_remove_opaque(const void *opaque);
+
+// Under the registry lock: forgets the context registered for `opaque`, if
+// any. A context whose creation failed stays registered with no handle ever
+// given out; the owner of the opaque calls this when the opaque is freed, so
+// that no context outlives the memory its opaque points at.
+void forget_port_of(const void *opaque);
 
 // The mutex functions the registry lock uses; tests replace them to make
 // the threads library fail.

@@ -88,6 +88,18 @@ bool registry_remove(const sfp_port_ctx *port) {
   return false;
 }
 
+void registry_remove_opaque(const void *opaque) {
+  sfp_lib_ctx &lib = *sfp_get_ctx();
+  for (sfp_port_ctx **link = &lib.ports; *link != nullptr; link = &(*link)->next) {
+    if ((*link)->opaque == opaque) {
+      sfp_port_ctx *found = *link;
+      *link = found->next;
+      std::free(found);
+      return;
+    }
+  }
+}
+
 namespace testing {
 void set_mutex_ops(const MutexOps *ops) {
   g_mutex_ops.store(ops != nullptr ? ops : &kPthreadOps, std::memory_order_release);

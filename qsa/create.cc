@@ -214,6 +214,12 @@ extern "C" SFPDRV_API sfp_rc qsa_port_delete(qsa_port_ctx *hdl) {
   const bool locked = qsa_take_port_lock(hdl, kDeleteLockName, __LINE__) == 0;
   if (hdl->sfp_port != nullptr) {
     sfp_port_delete(hdl->sfp_port);
+  } else {
+    // An SFP the SFP layer refused (an unknown type) leaves a context there,
+    // registered under this adapter port and never handed out. It goes with
+    // the adapter port, or it would point at freed memory and slow every
+    // later lookup.
+    forget_port_of(hdl);
   }
   if (locked) {
     qsa_unlock_port(hdl, SFP_RC_OK);

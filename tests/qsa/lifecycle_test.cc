@@ -113,6 +113,24 @@ TEST_F(QsaLifecycleTest, DeletionAndItsRefusals) {
   EXPECT_EQ(texts_of(kQsaNullHdl), Strings{"NULL Hdl passed in\n"});
 }
 
+// An SFP the SFP layer refuses leaves an uninitialised context registered
+// under the adapter port; deleting the adapter port takes it along, so that
+// creating and deleting over and over leaves the SFP registry as it was.
+TEST_F(QsaLifecycleTest, DeletionTakesARefusedSfpsContextAlong) {
+  sfpsim::Module refused; // blank: no type the SFP layer knows
+  sfpsim::Adapter &adapter = new_adapter();
+  adapter.seat(refused);
+  const std::vector<sfp_port_ctx *> before = sfptest::registry();
+  for (int cycle = 0; cycle < 1000; ++cycle) {
+    qsa_port_ctx *port = create_adapter(adapter);
+    ASSERT_NE(port, nullptr);
+    ASSERT_EQ(port->sfp_port, nullptr) << "the module is refused";
+    ASSERT_EQ(sfptest::registry().size(), before.size() + 1) << cycle;
+    ASSERT_EQ(qsa_port_delete(port), SFP_RC_OK);
+    ASSERT_EQ(sfptest::registry(), before) << cycle;
+  }
+}
+
 int failing_registry_unlock(pthread_mutex_t *m) {
   const int rc = pthread_mutex_unlock(m);
   return m == &qsa_get_ctx()->lock ? ENOTRECOVERABLE : rc;
