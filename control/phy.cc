@@ -112,40 +112,54 @@ uint8_t low_byte_at(const sfp_port_ctx *port, uint8_t high_at) {
   return behind_adapter(port) ? static_cast<uint8_t>(high_at + 1) : high_at;
 }
 
+// A PHY callback always gets a buffer of a whole 16-bit register, even when
+// only one byte moves: a platform whose callback works in words reads and
+// writes two bytes of whatever it is handed. The byte sits where a byte-wide
+// callback looks for it, first, and the rest stays zero.
+class PhyByte {
+public:
+  explicit PhyByte(uint8_t value = 0) : bytes_{value, 0} {}
+  void *buffer() { return bytes_.data(); }
+  uint8_t value() const { return bytes_[0]; }
+
+private:
+  alignas(uint16_t) std::array<uint8_t, sizeof(uint16_t)> bytes_;
+};
+
 sfp_rc read_bytes(sfp_port_ctx *port, uint8_t address, uint32_t reg, uint16_t *value) {
   const uint8_t high_at = high_byte_at(port, reg);
-  uint8_t high = 0;
-  int rc = port->phy_read_cb(port->opaque, address, high_at, &high);
+  PhyByte high;
+  int rc = port->phy_read_cb(port->opaque, address, high_at, high.buffer());
   if (rc != 0) {
     trace<msg::kPhyReadMsbError>(port->err_trace, port->controller, port->port, address, high_at);
     return static_cast<sfp_rc>(rc);
   }
   const uint8_t low_at = low_byte_at(port, high_at);
-  uint8_t low = 0;
-  rc = port->phy_read_cb(port->opaque, address, low_at, &low);
+  PhyByte low;
+  rc = port->phy_read_cb(port->opaque, address, low_at, low.buffer());
   if (rc != 0) {
     trace<msg::kPhyReadLsbError>(port->err_trace, port->controller, port->port, address, low_at);
     return static_cast<sfp_rc>(rc);
   }
-  *value = static_cast<uint16_t>(high << 8 | low);
+  *value = static_cast<uint16_t>(high.value() << 8 | low.value());
   return SFP_RC_OK;
 }
 
 sfp_rc write_bytes(sfp_port_ctx *port, uint8_t address, uint32_t reg, uint16_t value) {
   const uint8_t high_at = high_byte_at(port, reg);
-  auto high = static_cast<uint8_t>(value >> 8);
-  int rc = port->phy_write_cb(port->opaque, address, high_at, &high);
+  PhyByte high(static_cast<uint8_t>(value >> 8));
+  int rc = port->phy_write_cb(port->opaque, address, high_at, high.buffer());
   if (rc != 0) {
-    trace<msg::kPhyWriteMsbError>(port->err_trace, port->controller, port->port, high, address,
-                                  high_at);
+    trace<msg::kPhyWriteMsbError>(port->err_trace, port->controller, port->port, high.value(),
+                                  address, high_at);
     return static_cast<sfp_rc>(rc);
   }
   const uint8_t low_at = low_byte_at(port, high_at);
-  auto low = static_cast<uint8_t>(value & 0xFF);
-  rc = port->phy_write_cb(port->opaque, address, low_at, &low);
+  PhyByte low(static_cast<uint8_t>(value & 0xFF));
+  rc = port->phy_write_cb(port->opaque, address, low_at, low.buffer());
   if (rc != 0) {
-    trace<msg::kPhyWriteLsbError>(port->err_trace, port->controller, port->port, low, address,
-                                  low_at);
+    trace<msg::kPhyWriteLsbError>(port->err_trace, port->controller, port->port, low.value(),
+                                  address, low_at);
     return static_cast<sfp_rc>(rc);
   }
   return SFP_RC_OK;
@@ -190,7 +204,8 @@ const PhySequence *sequence_for(sfp_port_ctx *port, uint32_t speed, uint32_t aut
 // One byte to a 10G PHY register; a failure is traced with message Fail.
 template <const TraceMsg &Fail>
 sfp_rc write_ten_gig(sfp_port_ctx *port, uint8_t reg, uint8_t value) {
-  const int rc = port->phy_write_cb(port->opaque, kTenGigAddress, reg, &value);
+  PhyByte byte(value);
+  const int rc = port->phy_write_cb(port->opaque, kTenGigAddress, reg, byte.buffer());
   if (rc != 0) {
     trace<Fail>(port->err_trace, port->controller, port->port, rc);
   }
@@ -216,12 +231,12 @@ sfp_rc reset_ten_gig(sfp_port_ctx *port) {
 
 // Reads the reset register back; only traced, the sequence goes on either way.
 void report_ten_gig_reset(sfp_port_ctx *port) {
-  uint8_t value = 0;
-  const int rc = port->phy_read_cb(port->opaque, kTenGigAddress, kTenGigReset, &value);
+  PhyByte value;
+  const int rc = port->phy_read_cb(port->opaque, kTenGigAddress, kTenGigReset, value.buffer());
   if (rc != 0) {
     trace<msg::kTenGigReadFail>(port->err_trace, port->controller, port->port, rc);
   } else {
-    trace<msg::kTenGigReadSuccess>(port->evt_trace, port->controller, port->port, value);
+    trace<msg::kTenGigReadSuccess>(port->evt_trace, port->controller, port->port, value.value());
   }
 }
 
