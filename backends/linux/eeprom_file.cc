@@ -3,7 +3,6 @@
 // The kernel selects the table itself.
 #include <fcntl.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <new>
 
@@ -34,17 +33,16 @@ public:
   ~EepromFileSource() override { sys().close(fd_); }
 
   int read(uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer) override {
-    return transfer(offset, page, length, [&](uint32_t at, uint32_t size, uint32_t done) {
-      return sys().pread(fd_, buffer + done, size, at);
-    });
+    return transfer(offset, page, length,
+                    [&](uint32_t at, uint32_t size) { return sys().pread(fd_, buffer, size, at); });
   }
 
   int write(uint8_t offset, uint8_t page, uint32_t length, const uint8_t *buffer) override {
     if (!writable_) {
       return EROFS;
     }
-    return transfer(offset, page, length, [&](uint32_t at, uint32_t size, uint32_t done) {
-      return sys().pwrite(fd_, buffer + done, size, at);
+    return transfer(offset, page, length, [&](uint32_t at, uint32_t size) {
+      return sys().pwrite(fd_, buffer, size, at);
     });
   }
 
@@ -56,32 +54,22 @@ public:
   bool read_only() const override { return !writable_; }
 
 private:
-  // One pread/pwrite per contiguous stretch of the file: an A2h access
-  // that crosses from the lower half into a table other than 0 is two.
+  // One pread/pwrite: every access is one contiguous stretch of the file
+  // (page 1's upper half is table 0, right after the lower half).
   template <typename Io> int transfer(uint8_t offset, uint8_t page, uint32_t length, Io &&io) {
     Location where{};
     if (!locate(offset, page, length, where)) {
       return EINVAL;
     }
-    uint32_t done = 0;
-    while (done < length) {
-      Location here = where;
-      here.start = where.start + done;
-      uint32_t size = length - done;
-      if (here.address == kA2Address && here.start < kHalf) {
-        size = std::min(size, kHalf - here.start);
-      }
-      const ssize_t result = io(file_offset(here), size, done);
-      count(result > 0 ? static_cast<uint64_t>(result) : 0);
-      if (result < 0) {
-        return errno;
-      }
-      if (static_cast<uint32_t>(result) != size) {
-        return ENODATA;
-      }
-      done += size;
+    if (length == 0) {
+      return 0;
     }
-    return 0;
+    const ssize_t result = io(file_offset(where), length);
+    count(result > 0 ? static_cast<uint64_t>(result) : 0);
+    if (result < 0) {
+      return errno;
+    }
+    return static_cast<uint32_t>(result) == length ? 0 : ENODATA;
   }
 
   int fd_;

@@ -32,8 +32,8 @@ int error_of(long result) {
 
 // Walks a netlink reply: an error message gives its errno, a message of
 // `type` has its attributes handed to `on_attr`. ENODATA when neither came.
-int parse_reply(const uint8_t *reply, size_t length, uint16_t type,
-                mnl_attr_cb_t on_attr, void *data) {
+int parse_reply(const uint8_t *reply, size_t length, uint16_t type, mnl_attr_cb_t on_attr,
+                void *data) {
   const auto *message = reinterpret_cast<const nlmsghdr *>(reply);
   int left = static_cast<int>(length);
   while (mnl_nlmsg_ok(message, left)) {

@@ -97,8 +97,9 @@ private:
     std::array<uint8_t, 2> bytes{};
     const uint32_t size = word_register(reg) ? 2 : 1;
     const int rc = with_retries(options_.retries, [&] {
-      return size == 2 && mode_ == Mode::SmbusByte ? smbus_word(I2C_SMBUS_READ, reg, bytes.data())
-                                                   : read_block(kPhyAddress, reg, size, bytes.data());
+      return size == 2 && mode_ == Mode::SmbusByte
+                 ? smbus_word(I2C_SMBUS_READ, reg, bytes.data())
+                 : read_block(kPhyAddress, reg, size, bytes.data());
     });
     if (rc != 0) {
       return rc;
@@ -124,8 +125,9 @@ private:
       std::memcpy(bytes.data(), buffer, 1);
     }
     return with_retries(options_.retries, [&] {
-      return size == 2 && mode_ == Mode::SmbusByte ? smbus_word(I2C_SMBUS_WRITE, reg, bytes.data())
-                                                   : write_piece(kPhyAddress, reg, size, bytes.data());
+      return size == 2 && mode_ == Mode::SmbusByte
+                 ? smbus_word(I2C_SMBUS_WRITE, reg, bytes.data())
+                 : write_piece(kPhyAddress, reg, size, bytes.data());
     });
   }
 
@@ -182,16 +184,16 @@ private:
   int read_block(uint8_t address, uint8_t offset, uint32_t size, uint8_t *out) {
     if (mode_ == Mode::Combined) {
       uint8_t at = offset;
-      std::array<i2c_msg, 2> msgs{{{address, 0, 1, &at},
-                                   {address, I2C_M_RD, static_cast<uint16_t>(size), out}}};
+      std::array<i2c_msg, 2> msgs{
+          {{address, 0, 1, &at}, {address, I2C_M_RD, static_cast<uint16_t>(size), out}}};
       i2c_rdwr_ioctl_data data{msgs.data(), 2};
       count(size);
       return error_of(sys().ioctl(fd_, I2C_RDWR, &data));
     }
     for (uint32_t i = 0; i < size; i += smbus_piece(size - i)) {
       const uint32_t piece = smbus_piece(size - i);
-      const int rc = smbus(address, I2C_SMBUS_READ, static_cast<uint8_t>(offset + i), piece,
-                           out + i);
+      const int rc =
+          smbus(address, I2C_SMBUS_READ, static_cast<uint8_t>(offset + i), piece, out + i);
       if (rc != 0) {
         return rc;
       }
@@ -213,8 +215,8 @@ private:
       std::array<uint8_t, kWritePage> copy{};
       const uint32_t piece = smbus_piece(size - i);
       std::memcpy(copy.data(), bytes + i, piece);
-      const int rc = smbus(address, I2C_SMBUS_WRITE, static_cast<uint8_t>(offset + i), piece,
-                           copy.data());
+      const int rc =
+          smbus(address, I2C_SMBUS_WRITE, static_cast<uint8_t>(offset + i), piece, copy.data());
       if (rc != 0) {
         return rc;
       }
@@ -243,7 +245,8 @@ private:
       return rc;
     }
     i2c_smbus_data data{};
-    const uint32_t kind = mode_ == Mode::SmbusBlock ? I2C_SMBUS_I2C_BLOCK_DATA : I2C_SMBUS_BYTE_DATA;
+    const uint32_t kind =
+        mode_ == Mode::SmbusBlock ? I2C_SMBUS_I2C_BLOCK_DATA : I2C_SMBUS_BYTE_DATA;
     i2c_smbus_ioctl_data args{direction, command, kind, &data};
     if (mode_ == Mode::SmbusBlock) {
       data.block[0] = static_cast<uint8_t>(size);
@@ -279,8 +282,8 @@ private:
 int adapter_number(const char *device) {
   int number = -1;
   int consumed = 0;
-  if (std::sscanf(device, "/dev/i2c-%d%n", &number, &consumed) != 1 ||
-      device[consumed] != '\0' || number < 0) {
+  if (std::sscanf(device, "/dev/i2c-%d%n", &number, &consumed) != 1 || device[consumed] != '\0' ||
+      number < 0) {
     return -1;
   }
   return number;
@@ -318,8 +321,7 @@ extern "C" SFPDRV_API sfp_rc sfp_linux_i2c_bound_driver(const char *device, char
   if (number < 0) {
     return EINVAL;
   }
-  const std::string link =
-      "/sys/bus/i2c/devices/" + std::to_string(number) + "-0050/driver";
+  const std::string link = "/sys/bus/i2c/devices/" + std::to_string(number) + "-0050/driver";
   std::array<char, 256> target{};
   const ssize_t length = sys().readlink(link.c_str(), target.data(), target.size() - 1);
   if (length <= 0) {

@@ -33,8 +33,7 @@ int source_read_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, 
   return static_cast<sfp_linux_source *>(opaque)->read(offset, page, length, buffer);
 }
 
-int source_write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length,
-                    uint8_t *buffer) {
+int source_write_cb(void *opaque, uint8_t offset, uint8_t page, uint32_t length, uint8_t *buffer) {
   if (opaque == nullptr || (buffer == nullptr && length != 0)) {
     return EINVAL;
   }

@@ -24,13 +24,13 @@ enum class Op : uint8_t {
   SmbusBlockWrite,
   SmbusByteWrite,
   SmbusWordWrite,
-  FileRead,  // pread of the EEPROM file (offset is the file offset)
-  FileWrite, // pwrite of the EEPROM file
-  EthtoolInfo,     // SIOCETHTOOL ETHTOOL_GMODULEINFO
-  EthtoolEeprom,   // SIOCETHTOOL ETHTOOL_GMODULEEEPROM (offset linear)
-  NetlinkFamily,   // generic netlink family lookup
-  NetlinkEeprom,   // ETHTOOL_MSG_MODULE_EEPROM_GET
-  Wait,            // the write-cycle wait; length holds the microseconds
+  FileRead,      // pread of the EEPROM file (offset is the file offset)
+  FileWrite,     // pwrite of the EEPROM file
+  EthtoolInfo,   // SIOCETHTOOL ETHTOOL_GMODULEINFO
+  EthtoolEeprom, // SIOCETHTOOL ETHTOOL_GMODULEEEPROM (offset linear)
+  NetlinkFamily, // generic netlink family lookup
+  NetlinkEeprom, // ETHTOOL_MSG_MODULE_EEPROM_GET
+  Wait,          // the write-cycle wait; length holds the microseconds
 };
 
 struct Transfer {
