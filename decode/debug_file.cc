@@ -52,19 +52,45 @@ template <std::size_t N> int bounded(const char (&text)[N]) {
   return static_cast<int>(strnlen(text, N));
 }
 
-// One "name:raw:value" line per field, written as it is formatted.
+// Lines gathered into a page and written a page at a time: a file is a
+// handful of system calls, not one per line.
+class PageWriter {
+public:
+  explicit PageWriter(int fd) : fd_(fd) {}
+  bool append(const char *text, std::size_t length) {
+    if (used_ + length > sizeof page_ && !flush()) {
+      return false;
+    }
+    std::memcpy(page_ + used_, text, length);
+    used_ += length;
+    return true;
+  }
+  bool flush() {
+    const bool written = write_all(fd_, page_, used_);
+    used_ = 0;
+    return written;
+  }
+
+private:
+  int fd_;
+  std::size_t used_ = 0;
+  char page_[4096];
+};
+
+// One "name:raw:value" line per field.
 bool write_fields(int fd, const sfp_decoded_field *fields, std::size_t count) {
+  PageWriter out(fd);
   for (std::size_t i = 0; i < count; ++i) {
     char line[sizeof fields[i].name + sizeof fields[i].raw + sizeof fields[i].value + 4];
     // Each text is bounded by its field, so the line always fits.
     const int length = std::snprintf(line, sizeof line, "%.*s:%.*s:%.*s\n", bounded(fields[i].name),
                                      fields[i].name, bounded(fields[i].raw), fields[i].raw,
                                      bounded(fields[i].value), fields[i].value);
-    if (length < 0 || !write_all(fd, line, static_cast<std::size_t>(length))) {
+    if (length < 0 || !out.append(line, static_cast<std::size_t>(length))) {
       return false;
     }
   }
-  return true;
+  return out.flush();
 }
 
 } // namespace
