@@ -98,8 +98,10 @@ typedef struct pelog_buffer *sfp_trace_hdl;
  * names (an #sfp_module_page: 0 is A0h, 1 to 5 are A2h, the table of pages
  * 2 to 5 already selected by the library's write of A2h byte 127). The
  * library relies on the table select it wrote staying in force for the
- * transfer that follows. Port creation reads table 0 as page 2, offset 0,
- * length 128 and expects the table's bytes 128 to 255 back; it reads the
+ * transfer that follows. A table page names the upper half of A2h only: for
+ * pages 2 to 5 an offset below 128 means A2h byte 128 + offset, an offset of
+ * 128 or more the byte itself. Port creation uses both forms: it reads table
+ * 0 as page 2, offset 0, length 128 (the table's bytes 128 to 255), and the
  * tunable table 2 as page 4, offset 128, length 128. Before a read the
  * library zeroes the buffer.
  *
