@@ -299,14 +299,14 @@ SFPDRV_API sfp_rc sfp_xcvr_decode_sfp_id(sfp_port_ctx *port, const uint8_t *id,
  * degrees Celsius (thresholds in whole degrees). Flags are 0 or 1.
  */
 typedef struct sfp_hw_status_rec {
-  float rx_power;       /**< Slot 0: receive power, dBm. */
-  float tx_power;       /**< Slot 1: transmit power, dBm. */
-  float bias;           /**< Slot 2: laser bias current, mA. */
-  uint32_t tx_disabled; /**< Slot 3: transmitter soft-disabled (A2h byte 110 bit 6). */
-  float vcc;            /**< Slot 4: supply voltage, V. */
-  float temperature;    /**< Slot 5: module temperature, degrees Celsius. */
-  float wavelength;     /**< Slot 6: laser wavelength, nm (a tunable module's channel's). */
-  uint8_t channel;      /**< Slot 7: a tunable module's channel (50 GHz grid). */
+  float rx_power;               /**< Slot 0: receive power, dBm. */
+  float tx_power;               /**< Slot 1: transmit power, dBm. */
+  float bias;                   /**< Slot 2: laser bias current, mA. */
+  uint32_t tx_disabled;         /**< Slot 3: transmitter soft-disabled (A2h byte 110 bit 6). */
+  float vcc;                    /**< Slot 4: supply voltage, V. */
+  float temperature;            /**< Slot 5: module temperature, degrees Celsius. */
+  float wavelength;             /**< Slot 6: laser wavelength, nm (a tunable module's channel's). */
+  uint8_t channel;              /**< Slot 7: a tunable module's channel (50 GHz grid). */
   uint8_t channel_pad[3];       /**< Padding of slot 7; 0. */
   float rx_power_alarm_high;    /**< Slot 8: receive power high alarm threshold, dBm. */
   float rx_power_alarm_low;     /**< Slot 9: receive power low alarm threshold, dBm. */
@@ -342,7 +342,7 @@ typedef struct sfp_hw_status_rec {
   uint32_t vcc_flags[4];         /**< Slots 49 to 52: supply flags. */
   uint8_t filled;                /**< Slot 53: the snapshot was taken. */
   uint8_t filled_pad[3];         /**< Padding of slot 53; 0. */
-  uint32_t no_diagnostics; /**< Slot 54: a copper or loopback type without diagnostics. */
+  uint32_t no_diagnostics;       /**< Slot 54: a copper or loopback type without diagnostics. */
 } sfp_hw_status_rec;
 
 #define SFP_FLAG_ALARM_HIGH 0u /**< Index of the high alarm in a flag group. */
@@ -463,12 +463,14 @@ SFPDRV_API void sfp_id_operationStatusControl_to_long_string(uint16_t word, char
 
 /** Verdict of the identification data checksums. */
 typedef uint32_t sfp_compliance_result;
-#define SFP_COMPLIANCE_OK 0u            /**< Every checksum matches. */
-#define SFP_COMPLIANCE_NO_DATA 1u       /**< No identification data. */
-#define SFP_COMPLIANCE_NOT_CHECKED 2u   /**< Not checked. */
-#define SFP_COMPLIANCE_BASE_CHECKSUM 3u /**< The base checksum (bytes 0 to 62 against 63) differs. */
-#define SFP_COMPLIANCE_EXT_CHECKSUM 4u  /**< The extended checksum (64 to 94 against 95) differs. */
-#define SFP_COMPLIANCE_VENDOR_CRC 5u    /**< The vendor area's CRC differs. */
+#define SFP_COMPLIANCE_OK 0u          /**< Every checksum matches. */
+#define SFP_COMPLIANCE_NO_DATA 1u     /**< No identification data. */
+#define SFP_COMPLIANCE_NOT_CHECKED 2u /**< Not checked. */
+#define SFP_COMPLIANCE_BASE_CHECKSUM                                                               \
+  3u                                   /**< The base checksum (bytes 0 to 62 against 63) differs. */
+#define SFP_COMPLIANCE_EXT_CHECKSUM 4u /**< The extended checksum (64 to 94 against 95) differs.   \
+                                        */
+#define SFP_COMPLIANCE_VENDOR_CRC 5u   /**< The vendor area's CRC differs. */
 
 /**
  * The base checksum of A0h: the sum of bytes 0 to 62 modulo 256 against
@@ -623,18 +625,18 @@ SFPDRV_API sfp_rc sfp_xcvr_get_string(const uint8_t *image, uint32_t index, char
  * half.
  */
 typedef struct sfp_hw_info_rec {
-  char vendor_name[17]; /**< Vendor name, A0h bytes 20 to 35. */
-  char vendor_rev[5];   /**< Vendor revision, A0h bytes 56 to 59. */
-  char version_id[5];   /**< Version identifier of the maker area. */
-  char pid[19];         /**< Product ID of the maker area. */
-  char clei[11];        /**< CLEI code of the maker area. */
-  sfp_xcvr_type xcvr_type; /**< The port's transceiver type. */
-  char type_name[41];      /**< The type's name. */
-  char vendor_pn[17];      /**< Vendor part number, A0h bytes 40 to 55. */
-  char vendor_sn[17];      /**< Vendor serial number, A0h bytes 68 to 83. */
-  uint8_t vendor_oui[3];   /**< Vendor OUI, A0h bytes 37 to 39. */
-  uint8_t vendor_rev_raw[4]; /**< Vendor revision as stored, A0h bytes 56 to 59. */
-  char date_code[9];         /**< Date code, A0h bytes 84 to 91. */
+  char vendor_name[17];             /**< Vendor name, A0h bytes 20 to 35. */
+  char vendor_rev[5];               /**< Vendor revision, A0h bytes 56 to 59. */
+  char version_id[5];               /**< Version identifier of the maker area. */
+  char pid[19];                     /**< Product ID of the maker area. */
+  char clei[11];                    /**< CLEI code of the maker area. */
+  sfp_xcvr_type xcvr_type;          /**< The port's transceiver type. */
+  char type_name[41];               /**< The type's name. */
+  char vendor_pn[17];               /**< Vendor part number, A0h bytes 40 to 55. */
+  char vendor_sn[17];               /**< Vendor serial number, A0h bytes 68 to 83. */
+  uint8_t vendor_oui[3];            /**< Vendor OUI, A0h bytes 37 to 39. */
+  uint8_t vendor_rev_raw[4];        /**< Vendor revision as stored, A0h bytes 56 to 59. */
+  char date_code[9];                /**< Date code, A0h bytes 84 to 91. */
   sfp_compliance_result compliance; /**< Verdict of the identification checksums. */
 } sfp_hw_info_rec;
 

@@ -45,20 +45,20 @@ typedef struct sfp_port_ctx {
    * but not (or not completely) initialised. Checking operations refuse a
    * context with 0 with status 22. */
   uint32_t initialised;
-  void *opaque;       /**< The caller's key for the cage; first argument of every callback. */
-  int32_t controller; /**< Controller number, printed as "Controller %d" in port messages. */
-  int32_t port;       /**< Port number, printed as "Port %d" in port messages. */
+  void *opaque;            /**< The caller's key for the cage; first argument of every callback. */
+  int32_t controller;      /**< Controller number, printed as "Controller %d" in port messages. */
+  int32_t port;            /**< Port number, printed as "Port %d" in port messages. */
   sfp_trace_hdl err_trace; /**< The error trace buffer "sfp_err". */
   sfp_trace_hdl evt_trace; /**< The event trace buffer "sfp_evt". */
   sfp_mem_cb read_cb;      /**< Module memory read (sfp_platform_ops::read_cb). */
   sfp_mem_cb write_cb;     /**< Module memory write and table select. */
-  sfp_mem_cb bitbang_read_cb; /**< Bit-bang module memory read, or null. */
-  sfp_phy_cb phy_read_cb;     /**< Copper PHY register read, or null. */
-  sfp_phy_cb phy_write_cb;    /**< Copper PHY register write, or null. */
-  sfp_xcvr_type xcvr_type;    /**< The module's type; 0 until identified. */
+  sfp_mem_cb bitbang_read_cb;            /**< Bit-bang module memory read, or null. */
+  sfp_phy_cb phy_read_cb;                /**< Copper PHY register read, or null. */
+  sfp_phy_cb phy_write_cb;               /**< Copper PHY register write, or null. */
+  sfp_xcvr_type xcvr_type;               /**< The module's type; 0 until identified. */
   char xcvr_name[SFP_XCVR_NAME_LEN + 1]; /**< Display name of #xcvr_type, terminated. */
-  uint32_t admin_state; /**< Last admin state given to sfp_port_admin_state() (0 down). */
-  uint32_t supported;   /**< Verdict of the supported check (an #sfp_xcvr_supported_status). */
+  uint32_t admin_state;    /**< Last admin state given to sfp_port_admin_state() (0 down). */
+  uint32_t supported;      /**< Verdict of the supported check (an #sfp_xcvr_supported_status). */
   sfp_eeprom_space spaces; /**< The memory spaces the module provides. */
   /** Cached image of module memory: A0h bytes 0 to 255, A2h bytes 0 to 127,
    * A2h table 0 bytes 128 to 255, A2h table 2 bytes 128 to 255 (see
@@ -82,8 +82,8 @@ typedef struct sfp_port_ctx {
    * (`hdl->adaptive_ctle = 1;`) after creation, serialised with the other
    * operations on the port. */
   uint32_t adaptive_ctle;
-  uint32_t multi_rate; /**< Set by identification for a multi-rate optic. */
-  uint32_t oper_speed; /**< Requested operating speed in Mb/s of a multi-rate module; 0 = its own. */
+  uint32_t multi_rate;      /**< Set by identification for a multi-rate optic. */
+  uint32_t oper_speed;      /**< Requested speed in Mb/s of a multi-rate module; 0 = its own. */
   uint32_t phy_word_access; /**< Nonzero: PHY registers move as one 16-bit word. */
   /** Tunable module: first laser frequency as a channel offset from 191.35 THz
    * in 50 GHz steps; the usable channels are #tunable_lower_offset + 1 to
@@ -108,9 +108,9 @@ typedef struct sfp_lib_ctx {
   /** The registry lock ("sfp_context_lock"), taken only by sfp_port_create()
    * and sfp_port_delete(); not recursive. */
   pthread_mutex_t lock;
-  void *evm; /**< The event manager of the creation that initialised the library. */
-  sfp_trace_hdl err_trace;      /**< The error buffer "sfp_err" (library-level messages). */
-  sfp_trace_hdl evt_trace;      /**< The event buffer "sfp_evt". */
+  void *evm;               /**< The event manager of the creation that initialised the library. */
+  sfp_trace_hdl err_trace; /**< The error buffer "sfp_err" (library-level messages). */
+  sfp_trace_hdl evt_trace; /**< The event buffer "sfp_evt". */
   sfp_trace_hdl port_err_trace; /**< Error buffer handle given to every port. */
   sfp_trace_hdl port_evt_trace; /**< Event buffer handle given to every port. */
   /** Process-wide: writes to pages 2 to 5 skip the table select. Overwritten
@@ -177,8 +177,8 @@ typedef struct sfp_platform_ops {
   /** Access mode: 1 for a module behind an adapter (see
    * sfp_port_ctx::bus_mode); 0 for a directly attached module. */
   uint32_t bus_mode;
-  uint32_t skip_soft_tx; /**< 1: never write the module's soft transmitter disable bit. */
-  uint32_t oper_speed;   /**< Operating speed in Mb/s for a multi-rate module; 0 = its own. */
+  uint32_t skip_soft_tx;    /**< 1: never write the module's soft transmitter disable bit. */
+  uint32_t oper_speed;      /**< Operating speed in Mb/s for a multi-rate module; 0 = its own. */
   uint32_t phy_word_access; /**< Nonzero: PHY registers move as one 16-bit word (#sfp_phy_cb). */
   /** Accept unknown or unsupported modules under a default type. Taken only
    * by the creation that initialises the library. */

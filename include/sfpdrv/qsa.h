@@ -53,7 +53,7 @@ SFPDRV_BEGIN_DECLS
 /** The page of an adapter access: 0xA0 the lower page, 0xA00 + n upper page
  * n (0 to 255). */
 typedef uint32_t qsa_page_code;
-#define QSA_PAGE_LOWER 0xA0u              /**< Page code of the adapter's lower page. */
+#define QSA_PAGE_LOWER 0xA0u             /**< Page code of the adapter's lower page. */
 #define QSA_PAGE_UPPER(n) (0xA00u + (n)) /**< Page code of upper page @p n. */
 
 /** Kinds of adapter, by the type code at upper page 0 byte 221. */
@@ -87,12 +87,12 @@ typedef int (*qsa_oir_notify_cb)(void *opaque, uint32_t phase);
  * and treats it as read-only.
  */
 typedef struct qsa_port_ctx {
-  pthread_mutex_t lock; /**< The port lock; error-checking: a re-entrant take gets 35. */
-  uint32_t initialised; /**< 1 once creation has run to its end. */
-  void *opaque;         /**< The caller's key for the cage; first argument of every callback. */
-  int32_t controller;   /**< Controller number. */
-  int32_t port;         /**< Port number, printed as "Port %d" in messages. */
-  int32_t current_page; /**< Page code selected last; -1 unknown. */
+  pthread_mutex_t lock;    /**< The port lock; error-checking: a re-entrant take gets 35. */
+  uint32_t initialised;    /**< 1 once creation has run to its end. */
+  void *opaque;            /**< The caller's key for the cage; first argument of every callback. */
+  int32_t controller;      /**< Controller number. */
+  int32_t port;            /**< Port number, printed as "Port %d" in messages. */
+  int32_t current_page;    /**< Page code selected last; -1 unknown. */
   sfp_trace_hdl err_trace; /**< The error trace buffer "qsa_err". */
   sfp_trace_hdl evt_trace; /**< The event trace buffer "qsa_evt". */
   sfp_mem_cb read_cb;      /**< Adapter memory read. */
@@ -106,17 +106,17 @@ typedef struct qsa_port_ctx {
   /** The SFP port behind the adapter, or null (no SFP at creation, its
    * creation failed, or a removal was found). */
   sfp_port_ctx *sfp_port;
-  struct qsa_port_ctx *next;  /**< Registry link; for the layer only. */
-  uint8_t adapter_type_code;  /**< A #qsa_adapter_kind, read at creation. */
+  struct qsa_port_ctx *next; /**< Registry link; for the layer only. */
+  uint8_t adapter_type_code; /**< A #qsa_adapter_kind, read at creation. */
 } qsa_port_ctx;
 
 /** The adapter layer's library-wide state (qsa_get_ctx()); read-only to
  * callers and never torn down. */
 typedef struct qsa_port_registry {
-  uint32_t initialised; /**< 1 once the layer's one-time initialisation succeeded. */
-  qsa_port_ctx *ports;  /**< The registry: every adapter port, newest first. */
-  pthread_mutex_t lock; /**< The adapter registry lock ("qsa_context_lock"). */
-  void *evm;            /**< The event manager of the creations. */
+  uint32_t initialised;         /**< 1 once the layer's one-time initialisation succeeded. */
+  qsa_port_ctx *ports;          /**< The registry: every adapter port, newest first. */
+  pthread_mutex_t lock;         /**< The adapter registry lock ("qsa_context_lock"). */
+  void *evm;                    /**< The event manager of the creations. */
   sfp_trace_hdl err_trace;      /**< The error buffer "qsa_err". */
   sfp_trace_hdl evt_trace;      /**< The event buffer "qsa_evt". */
   sfp_trace_hdl port_err_trace; /**< Error buffer handle given to every adapter port. */

@@ -22,9 +22,9 @@ SFPDRV_BEGIN_DECLS
  */
 typedef uint32_t sfp_rc;
 
-#define SFP_RC_OK 0u        /**< Success. */
-#define SFP_RC_NOT_FOUND 2u /**< sfp_port_delete() or qsa_port_delete() of a handle not held. */
-#define SFP_RC_LIST_SHORT 6u /**< A part-number list ended before the index asked for. */
+#define SFP_RC_OK 0u            /**< Success. */
+#define SFP_RC_NOT_FOUND 2u     /**< sfp_port_delete() or qsa_port_delete() of a handle not held. */
+#define SFP_RC_LIST_SHORT 6u    /**< A part-number list ended before the index asked for. */
 #define SFP_RC_QSA_NOT_INIT 11u /**< An adapter port that is not fully created. */
 #define SFP_RC_NO_MEMORY 12u    /**< An allocation failed. */
 /** The trace buffers could not be set up, the module's data never became

@@ -194,15 +194,15 @@ SFPDRV_API sfp_rc sfp_port_handle_event_irq(void);
 
 /** Verdict of the supported check (texts: sfp_xcvr_supported_to_str()). */
 typedef uint32_t sfp_xcvr_supported_status;
-#define sfp_XCVR_SUPPORTED_OK 0u        /**< "Supported". */
-#define SFP_XCVR_EEPROM_DATA_ERROR 1u   /**< No identification data. */
-#define SFP_XCVR_NOT_CHECKED 2u         /**< Not checked. */
-#define SFP_XCVR_NOT_SFP 3u             /**< The identifier is not an SFP's. */
-#define SFP_XCVR_NOT_XFP 4u             /**< Not an XFP (not produced for SFPs). */
-#define SFP_XCVR_NOT_QSFP 6u            /**< Not a QSFP+ (not produced for SFPs). */
-#define SFP_XCVR_BAD_EXT_ID 9u          /**< The extended identifier is wrong. */
-#define SFP_XCVR_UNKNOWN_TYPE 10u       /**< No type fits the module. */
-#define SFP_XCVR_UNSUPPORTED_TYPE 11u   /**< A known type that is not supported. */
+#define sfp_XCVR_SUPPORTED_OK 0u      /**< "Supported". */
+#define SFP_XCVR_EEPROM_DATA_ERROR 1u /**< No identification data. */
+#define SFP_XCVR_NOT_CHECKED 2u       /**< Not checked. */
+#define SFP_XCVR_NOT_SFP 3u           /**< The identifier is not an SFP's. */
+#define SFP_XCVR_NOT_XFP 4u           /**< Not an XFP (not produced for SFPs). */
+#define SFP_XCVR_NOT_QSFP 6u          /**< Not a QSFP+ (not produced for SFPs). */
+#define SFP_XCVR_BAD_EXT_ID 9u        /**< The extended identifier is wrong. */
+#define SFP_XCVR_UNKNOWN_TYPE 10u     /**< No type fits the module. */
+#define SFP_XCVR_UNSUPPORTED_TYPE 11u /**< A known type that is not supported. */
 
 /** Verdict of a part-number check (texts: sfp_xcvr_pid_supported_to_str()). */
 typedef uint32_t sfp_xcvr_pid_status;
