@@ -5,14 +5,15 @@
  * optics, wavelength and channel conversions, cable classification.
  *
  * Port creation identifies the module; sfp_port_type() and sfp_port_rate()
- * then report it. The type table is constant; the per-type supported flags
- * and the part-number lists are process-wide, filled by the first
- * sfp_port_create() and read without a lock afterwards: a platform changes
- * them (sfp_xcvr_set_attribute_supported(), sfp_xcvr_set_pid_supported() and
- * its kin) before it creates ports, or serialises the change with every
- * creation and check. The table lookups and the conversions take no lock and
- * may run on any thread at any time. The port operations here follow the
- * rule of every port operation: the caller serialises the calls on one port.
+ * then report it. The type table is constant. The per-type supported flags
+ * and the part-number lists are process-wide and read without a lock; the
+ * first sfp_port_create() sets the built-in flags (clearing any set before)
+ * and appends the built-in part numbers. A platform changes flags after that
+ * first creation and may append part numbers before or after it, but never
+ * while a creation or a check runs. The table lookups and the conversions
+ * take no lock and may run on any thread at any time. The port operations
+ * here follow the rule of every port operation: the caller serialises the
+ * calls on one port.
  */
 #ifndef SFPDRV_XCVR_H
 #define SFPDRV_XCVR_H
@@ -125,7 +126,7 @@ SFPDRV_API uint32_t sfp_xcvr_is_one_ge_sfp(sfp_xcvr_type type);
  * @param name      Receives the name with snprintf semantics, or null.
  * @param name_len  Size of @p name in bytes.
  * @param defaulted Receives 1 when the module got a default type, or null.
- * @return 0.
+ * @return 0; 22 for a null port.
  */
 SFPDRV_API sfp_rc sfp_port_get_type(sfp_port_ctx *port, sfp_xcvr_type *type, char *name,
                                     uint32_t name_len, uint32_t *defaulted);
@@ -151,7 +152,7 @@ SFPDRV_API sfp_rc sfp_port_type(sfp_port_ctx *hdl, sfp_xcvr_type *type, char *na
  * @param hdl  The port handle.
  * @param rate Receives the rate in Mb/s: 1000, 10000 or 25000, and 0 for the
  *             multi-rate families and the 50G types.
- * @return 0; 22 for a null or not fully initialised handle.
+ * @return 0; 22 for a null or not fully initialised handle or a null output.
  */
 SFPDRV_API sfp_rc sfp_port_rate(sfp_port_ctx *hdl, uint32_t *rate);
 
@@ -240,9 +241,10 @@ SFPDRV_API extern sfp_xcvr_pn_node *sfp_pn_supported_list;
 SFPDRV_API extern sfp_xcvr_pn_node *sfp_pn_supported_list_tail;
 
 /**
- * Sets the supported flags and appends the built-in part numbers to the
- * lists. The first sfp_port_create() calls it under the SFP registry lock; a
- * second call appends the built-in entries again.
+ * Clears every supported flag, sets those of the built-in supported types
+ * and appends the built-in part numbers to the lists. The first
+ * sfp_port_create() calls it under the SFP registry lock; a second call
+ * resets the flags again and appends the built-in entries a second time.
  *
  * @return The status of the last append: 0, or 12 when memory ran out.
  */
@@ -677,7 +679,7 @@ SFPDRV_API sfp_rc sfp_port_tsfp_wavechannel_set(sfp_port_ctx *hdl, uint32_t chan
  *
  * @param port The port.
  * @param flag Receives 1 for a cable, else 0.
- * @return 0; 22 for a null port.
+ * @return 0; 22 for a null port or output.
  */
 SFPDRV_API sfp_rc sfp_is_cable(sfp_port_ctx *port, uint32_t *flag);
 
@@ -688,7 +690,7 @@ SFPDRV_API sfp_rc sfp_is_cable(sfp_port_ctx *port, uint32_t *flag);
  * @param port The port.
  * @param a0   A0h bytes 0 to 255.
  * @param flag Receives 1 for copper, else 0.
- * @return 0; 22 for a null port or image.
+ * @return 0; 22 for a null port, image or output.
  */
 SFPDRV_API sfp_rc sfp_is_zando_copper_optics(sfp_port_ctx *port, const uint8_t *a0, uint32_t *flag);
 
