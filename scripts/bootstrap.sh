@@ -4,8 +4,21 @@
 # exits 1. Prints nothing when nothing is missing.
 set -euo pipefail
 
-packages=(cmake make gcc g++ binutils pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev libmnl-dev)
+# One package a line, so that adding one is a one-line change.
+packages=(
+  cmake
+  make
+  gcc
+  g++
+  binutils
+  pkg-config
+  libgtest-dev
+  libgmock-dev
+  libbenchmark-dev
+  libcli11-dev
+  libmnl-dev
+  doxygen
+)
 
 missing=()
 for package in "${packages[@]}"; do
