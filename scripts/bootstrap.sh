@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(cmake make gcc g++ binutils pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev)
+  libcli11-dev abigail-tools)
 
 missing=()
 for package in "${packages[@]}"; do

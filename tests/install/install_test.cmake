@@ -106,6 +106,8 @@ endif()
 
 # --- the installed sfpctl runs from its prefix, with no library path -------
 if(WITH_TOOL)
+  expect_exists(${prefix}/share/man/man1/sfpctl.1)
+  expect_exists(${prefix}/share/bash-completion/completions/sfpctl)
   run_path_of(${prefix}/bin/sfpctl tool_paths)
   if(NOT "$ORIGIN/../${LIBDIR}" IN_LIST tool_paths)
     message(FATAL_ERROR "install test: sfpctl's run path is '${tool_paths}', "
