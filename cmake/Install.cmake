@@ -2,8 +2,8 @@
 # of sfpdrv and of the platform layer, a pkg-config file and a CMake package
 # (find_package(sfpdrv) gives sfpdrv::sfpdrv and sfpdrv::sfpdrv_static), and
 # on Linux the backends library libsfpdrv-linux (sfpdrv::linux).
-# The simulated module, the tool, the tests and the benchmarks are not
-# installed.
+# The tool is installed by tools/sfpctl; the simulated module, the tests and
+# the benchmarks are not.
 include(CMakePackageConfigHelpers)
 
 set(SFPDRV_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/sfpdrv
@@ -13,7 +13,8 @@ set(SFPDRV_INSTALL_PKGCONFIGDIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig
 
 # Headers: <sfpdrv/*.h>, and the platform interfaces as
 # include/sfpdrv/platform/*.h so that "platform/pelog.h" resolves against the
-# platform target's include directory (include/sfpdrv).
+# platform target's include directory (include/sfpdrv), which the pkg-config
+# file's Cflags name too.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/sfpdrv/
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/sfpdrv
         COMPONENT sfpdrv_development

@@ -3,10 +3,10 @@
 // Every trace point is a TraceMsg: a message number unique in the library,
 // an argument signature ("d" a 32-bit integer, "D" a pointer-sized value,
 // "s" a string) and the format. The build checks that each signature
-// matches its format (here) and that the numbers are unique (catalog.cc);
-// trace<M>(...) checks the arguments against the signature at compile time
-// and hands them to the platform trace service, which formats them only when
-// the buffer is shown.
+// matches its format (here) and that the numbers are unique
+// (catalog/catalog.cc); trace<M>(...) checks the arguments against the
+// signature at compile time and hands them to the platform trace service,
+// which formats them only when the buffer is shown.
 #ifndef SFPDRV_COMMON_TRACE_H
 #define SFPDRV_COMMON_TRACE_H
 

@@ -76,9 +76,14 @@ void set_mutex_ops(const MutexOps *ops);
 
 // --- library state (lib_ctx.cc) ---
 
-// The one-time initialisation; runs under the registry lock. Returns 0 or
-// the failure status (after printing its messages).
-sfp_rc init_library(const sfp_platform_ops &ops);
+// The library's part of the one-time initialisation, run by creation under
+// the registry lock: opens the trace buffers. Returns 0 or the failure status
+// (after printing its messages).
+sfp_rc open_library(const sfp_platform_ops &ops);
+
+// Marks the one-time initialisation done and takes over the library-wide
+// parameters of the first creation.
+void mark_library_initialised(const sfp_platform_ops &ops);
 
 // The library's error and event buffers, for library-level messages. Safe
 // to call without the registry lock: null until the one-time initialisation
@@ -90,18 +95,6 @@ sfp_trace_hdl library_evt_trace();
 // concurrent port operations.
 uint32_t no_page_select(uint32_t direction);
 void set_page_select_flags(uint32_t no_write, uint32_t no_read);
-
-// --- port initialisation (init_sequence.cc) ---
-
-// Identification stage: memory spaces and identity of the module in the
-// cage. A nonzero status leaves the port uninitialised.
-sfp_rc run_identification_stage(sfp_port_ctx *port);
-
-// Initial transmitter stage, for a cage that holds a module: waits for the
-// module's data, selects a multi-rate module's rate and leaves the
-// transmitter off with CDR, CTLE and power level in their initial state.
-// Its status is creation's, with the port initialised all the same.
-sfp_rc run_transmitter_stage(sfp_port_ctx *port);
 
 // --- access (access.cc) ---
 

@@ -3,7 +3,6 @@
 #include "common/layer_state.h"
 #include "port/internal.h"
 #include "port/messages.h"
-#include "sfpdrv/xcvr.h"
 
 namespace sfpdrv {
 namespace {
@@ -34,20 +33,18 @@ constexpr TraceSetupTexts kTraceTexts{
 
 } // namespace
 
-sfp_rc init_library(const sfp_platform_ops &ops) {
+sfp_rc open_library(const sfp_platform_ops &ops) {
   const sfp_rc rc = open_layer_traces(g_lib, ops.evm, kTraceTexts);
   if (rc != SFP_RC_OK) {
     return rc;
   }
   trace<msg::kDllInitDone>(g_lib.evt_trace, 0);
-  // The supported flags and part-number lists. A list append that runs out
-  // of memory is traced by the list itself and costs only that entry, so the
-  // library comes up all the same.
-  sfp_xcvr_lib_init();
-  trace<msg::kSupportedInitDone>(g_lib.evt_trace, 0);
+  return SFP_RC_OK;
+}
+
+void mark_library_initialised(const sfp_platform_ops &ops) {
   g_lib.initialised = 1;
   g_lib.unsupported_xcvr_allowed = ops.unsupported_xcvr_allowed;
-  return SFP_RC_OK;
 }
 
 sfp_trace_hdl library_err_trace() {

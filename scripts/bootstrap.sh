@@ -18,6 +18,7 @@ packages=(
   libcli11-dev
   libmnl-dev
   doxygen
+  abigail-tools
 )
 
 missing=()

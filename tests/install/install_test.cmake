@@ -68,6 +68,69 @@ foreach(path IN LISTS installed)
   endif()
 endforeach()
 
+# --- run paths: the installed programs find the installed libraries --------
+# Each installed ELF file's RPATH/RUNPATH is relative to itself ($ORIGIN);
+# none names the build tree.
+function(run_path_of file out_var)
+  run_checked("readelf of ${file}" COMMAND ${READELF} -d ${file} OUTPUT dynamic)
+  set(found "")
+  string(REGEX MATCHALL "\\((RPATH|RUNPATH)\\)[^\n]*\\[[^]\n]*\\]" entries "${dynamic}")
+  foreach(entry IN LISTS entries)
+    string(REGEX REPLACE ".*\\[([^]]*)\\]$" "\\1" path "${entry}")
+    list(APPEND found "${path}")
+  endforeach()
+  set(${out_var} "${found}" PARENT_SCOPE)
+endfunction()
+
+file(REAL_PATH "${BUILD_DIR}" build_real)
+set(elf_files ${libdir}/libsfpdrv.so.${VERSION} ${libdir}/libsfpdrv_platform.so.${VERSION})
+if(WITH_TOOL)
+  list(APPEND elf_files ${prefix}/bin/sfpctl)
+endif()
+foreach(file IN LISTS elf_files)
+  run_path_of(${file} paths)
+  foreach(path IN LISTS paths)
+    string(FIND "${path}" "${build_real}" in_build_real)
+    string(FIND "${path}" "${BUILD_DIR}" in_build)
+    if(NOT path MATCHES "^\\$ORIGIN" OR in_build_real GREATER -1 OR in_build GREATER -1)
+      message(FATAL_ERROR "install test: ${file} keeps the run path '${path}'; an installed "
+                          "binary may only name paths relative to itself ($ORIGIN)")
+    endif()
+  endforeach()
+endforeach()
+run_path_of(${libdir}/libsfpdrv.so.${VERSION} lib_paths)
+if(NOT "$ORIGIN" IN_LIST lib_paths)
+  message(FATAL_ERROR "install test: libsfpdrv.so's run path is '${lib_paths}', expected $ORIGIN "
+                      "(to find libsfpdrv_platform.so beside it)")
+endif()
+
+# --- the installed sfpctl runs from its prefix, with no library path -------
+if(WITH_TOOL)
+  expect_exists(${prefix}/share/man/man1/sfpctl.1)
+  expect_exists(${prefix}/share/bash-completion/completions/sfpctl)
+  run_path_of(${prefix}/bin/sfpctl tool_paths)
+  if(NOT "$ORIGIN/../${LIBDIR}" IN_LIST tool_paths)
+    message(FATAL_ERROR "install test: sfpctl's run path is '${tool_paths}', "
+                        "expected $ORIGIN/../${LIBDIR}")
+  endif()
+  set(sfpctl ${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/sfpctl)
+  run_checked("installed sfpctl --help" COMMAND ${sfpctl} --help OUTPUT help)
+  # --version once the tool has it.
+  if(help MATCHES "--version")
+    run_checked("installed sfpctl --version" COMMAND ${sfpctl} --version OUTPUT version_text)
+    if(NOT version_text MATCHES "${VERSION}")
+      message(FATAL_ERROR "install test: sfpctl --version printed '${version_text}', "
+                          "expected it to name ${VERSION}")
+    endif()
+  endif()
+  run_checked("installed sfpctl read" COMMAND ${sfpctl} --sim 10gbase-sr read 0 0 16 --fast
+              OUTPUT read_text)
+  if(NOT read_text MATCHES "^0x0000:  03 04 ")
+    message(FATAL_ERROR "install test: installed sfpctl read printed '${read_text}', "
+                        "expected the module's A0h bytes 03 04 ...")
+  endif()
+endif()
+
 # --- the shared library's interface --------------------------------------
 foreach(lib sfpdrv sfpdrv_platform)
   run_checked("readelf of lib${lib}.so" COMMAND ${READELF} -d ${libdir}/lib${lib}.so
@@ -150,8 +213,8 @@ function(run_consumer program)
   run_checked("run of ${program}"
               COMMAND ${CMAKE_COMMAND} -E env "LD_LIBRARY_PATH=${libdir}" ${program}
               OUTPUT out)
-  if(NOT out MATCHES "consumer: ok")
-    message(FATAL_ERROR "install test: ${program} printed '${out}', expected 'consumer: ok'")
+  if(NOT out MATCHES "consumer: ok: type 594")
+    message(FATAL_ERROR "install test: ${program} printed '${out}', expected 'consumer: ok: type 594 ...'")
   endif()
 endfunction()
 
@@ -183,8 +246,21 @@ separate_arguments(link_flags UNIX_COMMAND "${EXE_LINKER_FLAGS}")
 set(consumer_pc ${WORK_DIR}/consumer-pkg-config)
 run_checked("build of the pkg-config consumer"
             COMMAND ${C_COMPILER} -std=c11 -Wall -Wextra -Wpedantic -Werror ${c_flags}
-                    ${CONSUMER_DIR}/consumer.c ${pc_flags} ${link_flags} -o ${consumer_pc})
+                    -DCONSUMER_WITH_PLATFORM=1 ${CONSUMER_DIR}/consumer.c ${pc_flags} ${link_flags} -o ${consumer_pc})
 run_consumer(${consumer_pc})
+
+# Every installed header compiles alone, as C, with pkg-config's flags only.
+file(GLOB_RECURSE installed_headers RELATIVE ${incdir} ${incdir}/sfpdrv/*.h)
+file(MAKE_DIRECTORY ${WORK_DIR}/headers)
+run_checked("pkg-config --cflags" COMMAND ${PKG_CONFIG} --cflags sfpdrv OUTPUT header_cflags)
+separate_arguments(header_cflags UNIX_COMMAND "${header_cflags}")
+foreach(header IN LISTS installed_headers)
+  string(MAKE_C_IDENTIFIER "${header}" stem)
+  file(WRITE ${WORK_DIR}/headers/${stem}.c "#include <${header}>\nint ${stem}_compiles;\n")
+  run_checked("compilation of <${header}> alone with pkg-config's flags"
+              COMMAND ${C_COMPILER} -std=c11 -Wall -Wextra -Wpedantic -Werror ${header_cflags}
+                      -c ${WORK_DIR}/headers/${stem}.c -o ${WORK_DIR}/headers/${stem}.o)
+endforeach()
 
 # Static linking with the flags of --static: the private libraries must
 # cover what the static libraries need (the platform layer is C++ inside).
@@ -201,7 +277,7 @@ separate_arguments(pc_cflags UNIX_COMMAND "${pc_cflags}")
 set(consumer_pc_static ${WORK_DIR}/consumer-pkg-config-static)
 run_checked("static build of the pkg-config consumer"
             COMMAND ${C_COMPILER} -std=c11 -Wall -Wextra -Wpedantic -Werror ${c_flags}
-                    ${CONSUMER_DIR}/consumer.c ${pc_cflags} ${pc_static_link} ${link_flags}
+                    -DCONSUMER_WITH_PLATFORM=1 ${CONSUMER_DIR}/consumer.c ${pc_cflags} ${pc_static_link} ${link_flags}
                     -o ${consumer_pc_static})
 run_checked("readelf of the static pkg-config consumer"
             COMMAND ${READELF} -d ${consumer_pc_static} OUTPUT static_dynamic)
@@ -210,4 +286,5 @@ if(static_dynamic MATCHES "libsfpdrv")
 endif()
 run_consumer(${consumer_pc_static})
 
-message(STATUS "install test: installed tree, exports, SONAME and both consumers are fine")
+message(STATUS "install test: installed tree, exports, SONAME, run paths, the installed sfpctl, "
+               "the headers and the four consumers are fine")

@@ -1,4 +1,4 @@
-#include "common/catalog.h"
+#include "catalog/catalog.h"
 
 #include <array>
 #include <cstddef>

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "control/internal.h"
+#include "create/internal.h"
 #include "platform/psleep.h"
 #include "port/internal.h"
 #include "port/messages.h"

@@ -4,8 +4,10 @@
 #include <cstring>
 
 #include "common/text.h"
+#include "create/internal.h"
 #include "port/internal.h"
 #include "port/messages.h"
+#include "sfpdrv/xcvr.h"
 
 namespace sfpdrv {
 namespace {
@@ -21,6 +23,22 @@ struct Lookup {
   sfp_port_ctx *port = nullptr;
   bool reported = false;
 };
+
+// The one-time initialisation; runs under the registry lock. Returns 0 or
+// the failure status (after printing its messages).
+sfp_rc init_library(const sfp_platform_ops &ops) {
+  const sfp_rc rc = open_library(ops);
+  if (rc != SFP_RC_OK) {
+    return rc;
+  }
+  // The supported flags and part-number lists. A list append that runs out
+  // of memory is traced by the list itself and costs only that entry, so the
+  // library comes up all the same.
+  sfp_xcvr_lib_init();
+  trace<msg::kSupportedInitDone>(library_evt_trace(), 0);
+  mark_library_initialised(ops);
+  return SFP_RC_OK;
+}
 
 // Finds or registers the context of `opaque` under the registry lock,
 // running the one-time initialisation first if needed.
