@@ -31,17 +31,34 @@ constexpr std::size_t kExtComplianceOffset = 36;
 // The keys of the results that follow the type (and the adapter's line),
 // in their order: null when there is no SFP port to give them. A module the
 // library refuses has only the first two, its verdict.
-constexpr const char *kPortKeys[] = {
-    "supported",           "verdict",           "memory_half_a0",
-    "memory_full_a0",      "memory_a2",         "memory_dom",
-    "multi_rate",          "multi_rate_base_type", "multi_rate_base_type_name",
-    "cable",               "copper",            "dwdm",
-    "dwdm_grid_ghz",       "dwdm_channel",      "tunable_first_channel",
-    "tunable_last_channel", "limiting_receiver", "defaulted",
-    "pid",                 "pid_supported",     "pid_check",
-    "catalogue_pn",        "catalogue_supported", "catalogue_check",
-    "vendor_pn_supported", "vendor_pn_check",   "part_supported",
-    "part_check"};
+constexpr const char *kPortKeys[] = {"supported",
+                                     "verdict",
+                                     "memory_half_a0",
+                                     "memory_full_a0",
+                                     "memory_a2",
+                                     "memory_dom",
+                                     "multi_rate",
+                                     "multi_rate_base_type",
+                                     "multi_rate_base_type_name",
+                                     "cable",
+                                     "copper",
+                                     "dwdm",
+                                     "dwdm_grid_ghz",
+                                     "dwdm_channel",
+                                     "tunable_first_channel",
+                                     "tunable_last_channel",
+                                     "limiting_receiver",
+                                     "defaulted",
+                                     "pid",
+                                     "pid_supported",
+                                     "pid_check",
+                                     "catalogue_pn",
+                                     "catalogue_supported",
+                                     "catalogue_check",
+                                     "vendor_pn_supported",
+                                     "vendor_pn_check",
+                                     "part_supported",
+                                     "part_check"};
 
 // Where the results go: "label: value" lines, or, with --json, the keys of
 // one object (a result without a key is left out of it).
@@ -307,9 +324,8 @@ private:
         checks[i].rc = lists[i](port, type, checks[i].text.c_str(), &checks[i].status);
       }
     }
-    PartCheck &part =
-        checks.emplace_back(PartCheck{nullptr, nullptr, "part check:", "part", "",
-                                      SFP_PID_NOT_CHECKED, SFP_RC_OK});
+    PartCheck &part = checks.emplace_back(
+        PartCheck{nullptr, nullptr, "part check:", "part", "", SFP_PID_NOT_CHECKED, SFP_RC_OK});
     part.rc = sfp_xcvr_get_pid_ext_supported(port, type, pid.c_str(), catalogue_pn.c_str(),
                                              vendor_pn.c_str(), &part.status);
     return checks;
@@ -326,18 +342,17 @@ private:
         .flag("memory_a2", port->spaces.a2 != 0)
         .flag("memory_dom", port->spaces.dom != 0);
     const bool multi = port->multi_rate != 0;
-    const sfp_xcvr_type base =
-        multi ? sfp_get_base_xcvr_type_frm_sub_xcvr_type(port, port->eeprom[kExtComplianceOffset],
-                                                         type)
-              : 0;
+    const sfp_xcvr_type base = multi ? sfp_get_base_xcvr_type_frm_sub_xcvr_type(
+                                           port, port->eeprom[kExtComplianceOffset], type)
+                                     : 0;
     json.flag("multi_rate", multi).absent(!multi);
     json.integer("multi_rate_base_type", base)
         .text("multi_rate_base_type_name", sfp_xcvr_get_name_from_type(nullptr, base));
     json.absent(false);
     for (const bool copper : {false, true}) {
       uint32_t flag = 0;
-      const sfp_rc rc =
-          copper ? sfp_is_zando_copper_optics(port, port->eeprom, &flag) : sfp_is_cable(port, &flag);
+      const sfp_rc rc = copper ? sfp_is_zando_copper_optics(port, port->eeprom, &flag)
+                               : sfp_is_cable(port, &flag);
       json.absent(rc != SFP_RC_OK).flag(copper ? "copper" : "cable", flag != 0).absent(false);
     }
     const bool tunable = type == kTunable;

@@ -199,8 +199,8 @@ private:
       return kExitFailure;
     }
     const CreationImage &image = session.creation_image();
-    const Judged judged{refused_verdict(*context), true,
-                        integrity_of(image, session.a2_captured()), session.a2_captured()};
+    const Judged judged{refused_verdict(*context), true, integrity_of(image, session.a2_captured()),
+                        session.a2_captured()};
     const sfp_hw_info_rec info =
         identity_from_bytes(*context, image, session.a2_captured(), judged.verdict);
     std::array<uint8_t, 128> a2{};
@@ -209,8 +209,9 @@ private:
     if (live && read_refused_status(session, *context, "info", a2, status) != SFP_RC_OK) {
       return kExitFailure;
     }
-    const ModuleView view = module_view(
-        *context, ModuleBytes{image.data() + SFP_IMAGE_A0, a2.data(), live}, live ? &status : nullptr);
+    const ModuleView view =
+        module_view(*context, ModuleBytes{image.data() + SFP_IMAGE_A0, a2.data(), live},
+                    live ? &status : nullptr);
     if (json_) {
       JsonObject json;
       add_module_keys(json, view);

@@ -44,9 +44,8 @@ public:
     std::vector<uint8_t> bytes(length_);
     const sfp_rc rc = session.checked("read", [&] {
       if (refused) {
-        return static_cast<sfp_rc>(session.read_module(static_cast<uint8_t>(page_),
-                                                       static_cast<uint8_t>(offset_), length_,
-                                                       bytes.data()));
+        return static_cast<sfp_rc>(session.read_module(
+            static_cast<uint8_t>(page_), static_cast<uint8_t>(offset_), length_, bytes.data()));
       }
       if (session.adapter() != nullptr) {
         return qsa_port_read(session.adapter_port(), offset_, page_, length_, bytes.data());

@@ -193,8 +193,7 @@ void print_json(const Reading &r, const std::string &source, bool adapter) {
     json.null("channel");
   }
   json.absent(!r.status_bits).flag("los", r.rec.los != 0).flag("tx_fault", r.rec.tx_fault != 0);
-  json.absent(!r.status_bits && !(adapter && !r.sfp))
-      .flag("tx_disabled", r.rec.tx_disabled != 0);
+  json.absent(!r.status_bits && !(adapter && !r.sfp)).flag("tx_disabled", r.rec.tx_disabled != 0);
   json.absent(!r.sfp || r.refused).flag("no_diagnostics_type", r.rec.no_diagnostics != 0);
   std::fputs(json.str().c_str(), stdout);
 }

@@ -88,8 +88,8 @@ sfp_hw_info_rec identity_from_bytes(sfp_port_ctx &context, const CreationImage &
   std::memcpy(rec.vendor_rev_raw, a0 + kVendorRev, sizeof rec.vendor_rev_raw);
   uint32_t cable = 0;
   (void)sfp_is_cable(&context, &cable);
-  const uint8_t *area = a2_captured && cable == 0 ? image.data() + SFP_IMAGE_A2_TABLE0
-                                                  : a0 + kA0Upper;
+  const uint8_t *area =
+      a2_captured && cable == 0 ? image.data() + SFP_IMAGE_A2_TABLE0 : a0 + kA0Upper;
   trimmed(rec.pid, area + kPid, SFP_PID_LEN);
   trimmed(rec.clei, area + kClei, 10);
   trimmed(rec.version_id, area + kVersion, 4);
@@ -100,16 +100,16 @@ sfp_hw_info_rec identity_from_bytes(sfp_port_ctx &context, const CreationImage &
   return rec;
 }
 
-sfp_rc status_from_bytes(sfp_port_ctx &context, const CreationImage &image,
-                         const uint8_t *a2_lower, sfp_hw_status_rec &rec) {
+sfp_rc status_from_bytes(sfp_port_ctx &context, const CreationImage &image, const uint8_t *a2_lower,
+                         sfp_hw_status_rec &rec) {
   const uint8_t *a0 = image.data() + SFP_IMAGE_A0;
   const sfp_rc rc = sfp_xcvr_decode_sfp_status(&context, a2_lower, &rec,
                                                sfp_id_diagMonType_ext_cal(a0[kDiagMonType]));
   if (rc != SFP_RC_OK) {
     return rc;
   }
-  rec.wavelength = static_cast<float>((a0[kWavelength] << 8 | a0[kWavelength + 1]) +
-                                      a0[kWavelength + 2] * 0.01);
+  rec.wavelength =
+      static_cast<float>((a0[kWavelength] << 8 | a0[kWavelength + 1]) + a0[kWavelength + 2] * 0.01);
   rec.tx_disabled = (a0[kEnhancedOptions] & kSoftTxDisableImplemented) != 0 &&
                             (a2_lower[kStatusControl] & kSoftTxDisable) != 0
                         ? 1
@@ -120,7 +120,8 @@ sfp_rc status_from_bytes(sfp_port_ctx &context, const CreationImage &image,
 
 sfp_rc read_refused_status(Session &session, sfp_port_ctx &context, std::string_view command,
                            std::array<uint8_t, 128> &a2_lower, sfp_hw_status_rec &rec) {
-  const int read = session.read_module(SFP_PAGE_A2, 0, static_cast<uint32_t>(a2_lower.size()), a2_lower.data());
+  const int read =
+      session.read_module(SFP_PAGE_A2, 0, static_cast<uint32_t>(a2_lower.size()), a2_lower.data());
   if (read != 0) {
     const auto rc = static_cast<sfp_rc>(read);
     print_error(std::string(command) + ": reading A2h failed: " + status_text(rc));
@@ -128,9 +129,9 @@ sfp_rc read_refused_status(Session &session, sfp_port_ctx &context, std::string_
   }
   const sfp_rc rc = status_from_bytes(context, session.creation_image(), a2_lower.data(), rec);
   if (rc != SFP_RC_OK) {
-    print_error(std::string(command) +
-                ": the module's flags say high and low of one quantity at once: " +
-                status_text(rc));
+    print_error(
+        std::string(command) +
+        ": the module's flags say high and low of one quantity at once: " + status_text(rc));
   }
   return rc;
 }

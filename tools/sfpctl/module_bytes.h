@@ -56,8 +56,8 @@ sfp_hw_info_rec identity_from_bytes(sfp_port_ctx &context, const CreationImage &
 // sfp_port_hw_status fills it for a port: values, thresholds and flags
 // (decoded by the library), the wavelength and the soft transmitter
 // disable. 22 when a high and a low flag of one quantity are both set.
-sfp_rc status_from_bytes(sfp_port_ctx &context, const CreationImage &image,
-                         const uint8_t *a2_lower, sfp_hw_status_rec &rec);
+sfp_rc status_from_bytes(sfp_port_ctx &context, const CreationImage &image, const uint8_t *a2_lower,
+                         sfp_hw_status_rec &rec);
 
 // A fresh reading of the A2h lower half of a module the library refused,
 // through the module as the bus gives it, into `a2_lower` and decoded into

@@ -331,8 +331,8 @@ int Session::read_module(uint8_t page, uint8_t offset, uint32_t length, uint8_t 
   }
   if (page >= SFP_PAGE_A2_TABLE0) {
     uint8_t table = static_cast<uint8_t>(page - SFP_PAGE_A2_TABLE0);
-    const int rc = sfpsim::Module::write_cb(module_.get(), sfpsim::kTableSelectOffset, SFP_PAGE_A2,
-                                            1, &table);
+    const int rc =
+        sfpsim::Module::write_cb(module_.get(), sfpsim::kTableSelectOffset, SFP_PAGE_A2, 1, &table);
     if (rc != 0) {
       return rc;
     }
