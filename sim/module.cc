@@ -80,11 +80,24 @@ uint32_t start_of(uint8_t page, uint8_t offset) {
 
 } // namespace
 
-Module::Module(const Memory &memory) : memory_(memory) {}
+Module::Module(const Memory &memory) : memory_(memory) {
+  hold_memory_flags();
+}
 
 Module::Module(const Profile &profile) : memory_(profile.memory) {
+  hold_memory_flags();
   if (profile.has_phy) {
     attach_phy();
+  }
+}
+
+void Module::hold_memory_flags() {
+  for (const A2ByteRule &rule : kA2Rules) {
+    if (rule.latched) {
+      for (uint32_t offset = rule.first; offset <= rule.last; ++offset) {
+        live_[offset] = static_cast<uint8_t>(memory_.a2_lower[offset] & rule.live);
+      }
+    }
   }
 }
 

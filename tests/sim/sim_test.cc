@@ -228,8 +228,20 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
       for (const std::size_t at : {8 * q, 8 * q + 4, 96 + 2 * q, 8 * q + 6, 8 * q + 2}) {
         levels.push_back(u16(a2 + at) ^ (q == 0 ? 0x8000u : 0u));
       }
-      EXPECT_TRUE(std::ranges::adjacent_find(levels, std::less_equal<>{}) == levels.end())
+      // The limits descend; the flags say where the live value sits (in
+      // range, or beyond a warning or alarm limit, as in the alarm profile).
+      const std::vector<unsigned> limits = {levels[0], levels[1], levels[3], levels[4]};
+      EXPECT_TRUE(std::ranges::adjacent_find(limits, std::less_equal<>{}) == limits.end())
           << "quantity " << q << ": " << ::testing::PrintToString(levels);
+      const unsigned live = levels[2];
+      const std::size_t alarms = q < 4 ? 112 : 113; // warnings 4 bytes on
+      const unsigned high = q < 4 ? 0x80u >> (2 * q) : 0x80u;
+      const auto expect_flags = [&](std::size_t at, bool over, bool under) {
+        EXPECT_EQ(a2[at] & (high | high >> 1), (over ? high : 0u) | (under ? high >> 1 : 0u))
+            << "quantity " << q << " byte " << at << ": " << ::testing::PrintToString(levels);
+      };
+      expect_flags(alarms, live > levels[0], live < levels[4]);
+      expect_flags(alarms + 4, live > levels[1], live < levels[3]);
     }
   }
   EXPECT_EQ(sfpsim::find_profile("no-such-module"), nullptr);
@@ -321,6 +333,29 @@ TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
   EXPECT_EQ(error, missing + ": cannot open: No such file or directory");
   EXPECT_FALSE(sfpsim::load_image_file(::testing::TempDir(), error));
   EXPECT_EQ(error, ::testing::TempDir() + ": is a directory, not an image file");
+}
+
+// A module made from a memory (a captured image, a profile) shows the flags
+// that memory holds on every read; a transient latch on top clears after
+// one. An image file of A0h only says its A2h was not captured.
+TEST(SimImage, CapturedFlagsPersistAndAnA0hOnlyImageSaysSo) {
+  Memory memory;
+  memory.a2_lower[112] = 0x80; // temperature high alarm
+  memory.a2_lower[117] = 0x40; // rx power low warning
+  memory.a2_lower[119] = 0x02; // CDR fault
+  Module module(memory);
+  module.latch_flags(116, 0x08);
+  Bytes flags(8);
+  for (const Bytes &expected :
+       {Bytes{0x80, 0, 0, 0, 0x08, 0x40, 0, 0x02}, Bytes{0x80, 0, 0, 0, 0, 0x40, 0, 0x02}}) {
+    ASSERT_EQ(Module::read_cb(&module, 112, 1, 8, flags.data()), 0);
+    EXPECT_EQ(flags, expected);
+  }
+  std::string error;
+  const Bytes a0_only(256, 0xEE);
+  const Bytes full(512, 0xEE);
+  EXPECT_FALSE(sfpsim::parse_image(a0_only, error)->a2_captured);
+  EXPECT_TRUE(sfpsim::parse_image(full, error)->a2_captured);
 }
 
 using sfpsim::kPhyNak;
