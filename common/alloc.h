@@ -12,8 +12,11 @@ namespace sfpdrv {
 void *lib_calloc(std::size_t count, std::size_t size);
 
 namespace testing {
-// Makes the n-th allocation from now fail (1 = the next); 0 disarms.
-void fail_allocation(uint64_t nth);
+// Makes the n-th allocation from now fail (1 = the next); 0 disarms. With
+// `onward` every later allocation fails too, until disarmed.
+void fail_allocation(uint64_t nth, bool onward = false);
+// Allocations asked for since the process started (failed ones included).
+uint64_t allocation_count();
 } // namespace testing
 
 } // namespace sfpdrv

@@ -23,7 +23,8 @@
   X(kInfoCallocFailed,        5510, "dd",   "Controller %d Port %d: calloc failed \n ") \
   X(kInfoFileOpenFailed,      5511, "dd",   "Controller %d Port %d: File open failed \n ") \
   X(kInfoTypeReadFailed,      5512, "ddd",  "Controller %d Port %d: errno: sfp HW Info sfp type read failed. rc: 0x%x\n") \
-  X(kInfoCableFailed,         5513, "ddd",  "Controller %d Port %d: Failed to identify the sfp is cable. rc: 0x%x\n")
+  X(kInfoCableFailed,         5513, "ddd",  "Controller %d Port %d: Failed to identify the sfp is cable. rc: 0x%x\n") \
+  X(kDebugTableSelectFailed,  5514, "dddd", "Controller %d Port %d: Debug dump cannot select table %d. rc: 0x%x\n")
 // clang-format on
 
 namespace sfpdrv::msg {
