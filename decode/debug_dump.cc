@@ -181,6 +181,7 @@ extern "C" SFPDRV_API sfp_rc sfp_port_phy_reg_decode(sfp_port_ctx *hdl, char **t
   }
   auto *report = static_cast<char *>(lib_calloc(SFP_EEPROM_REPORT_SIZE, 1));
   if (report == nullptr) {
+    trace<msg::kReportBufferNoMemory>(hdl->err_trace, hdl->controller, hdl->port);
     return SFP_RC_NO_MEMORY;
   }
   const sfp_rc rc = sfp_drv_sfp_get_eeprom_str(hdl, report, SFP_EEPROM_REPORT_SIZE);

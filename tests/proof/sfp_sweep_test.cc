@@ -1,12 +1,14 @@
 // Fault sweeps of the SFP port layer: every operation that reaches the
 // module, on every simulated profile where it makes an access, with the k-th
 // module access failing once and from then on.
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "proof/seams.h"
 #include "proof/sweep.h"
 #include "support/port_harness.h"
 
@@ -23,6 +25,15 @@ using prooftest::Trial;
 using sfptest::records;
 
 using Operation = sfp_rc (*)(sfp_port_ctx *);
+
+// The message numbers of a trace buffer's records.
+std::vector<uint32_t> error_numbers(const char *buffer) {
+  std::vector<uint32_t> out;
+  for (const sfptest::TraceRecord &r : records(buffer)) {
+    out.push_back(r.number);
+  }
+  return out;
+}
 
 // A port on a fresh module; deleting the trial deletes the port and any
 // context a failed creation left registered.
@@ -93,7 +104,7 @@ Trial module_trial(const std::string &profile, Operation op, bool bitbang) {
   return Trial{
       .arm = [rig](uint64_t k, Mode mode) { arm_module(*rig->module, k, mode); },
       .run = [rig, op] { return op(rig->port); },
-      .error_records = [] { return records("sfp_err").size(); },
+      .error_records = [] { return error_numbers("sfp_err"); },
       .verify = [rig] { expect_port_works(rig->port, *rig->module); },
       .tokens = [rig] { return module_tokens(*rig->module); },
   };
@@ -115,7 +126,7 @@ Trial creation_trial(const std::string &profile, bool bitbang) {
             rig->port = result.handle;
             return rc;
           },
-      .error_records = [] { return records("sfp_err").size(); },
+      .error_records = [] { return error_numbers("sfp_err"); },
       .verify =
           [rig, bitbang] {
             if (rig->port != nullptr) {
@@ -386,6 +397,282 @@ TEST_F(SfpFaultSweep, CreationAccessFailures) {
       prooftest::run_sweep(
           profile + (bitbang ? " create_bitbang" : " create"),
           [&] { return creation_trial(profile, bitbang); }, creation);
+    }
+  }
+}
+
+} // namespace
+
+namespace {
+
+// --- the copper PHY ---
+
+// The PHY's calls as tokens: "pr17" a read at register byte 17, "pw22" a
+// write.
+Tokens phy_tokens(const sfpsim::Module &module) {
+  Tokens out;
+  for (const sfpsim::PhyAccess &a : module.phy()->log()) {
+    out.push_back(std::string(a.write ? "pw" : "pr") + std::to_string(a.reg));
+  }
+  return out;
+}
+
+void arm_phy(sfpsim::Phy &phy, uint64_t k, Mode mode) {
+  if (k == 0) {
+    phy.clear_faults();
+  } else if (mode == Mode::Once) {
+    phy.fail_nth_call(k, kInjected);
+  } else {
+    phy.fail_from_nth_call(k, kInjected);
+  }
+}
+
+// A trial of `op` on a copper port brought up (admin up), the fault on the
+// PHY's bus; afterwards a PHY register must read back as the PHY holds it.
+Trial phy_trial(Operation op, bool word) {
+  auto rig = std::make_shared<Rig>();
+  rig->module = sfptest::module_from("1000base-t");
+  sfpsim::Phy &phy = *rig->module->phy();
+  phy.set_width(word ? sfpsim::PhyWidth::Word : sfpsim::PhyWidth::SameByte);
+  phy.set_reg(0, 4, 0x01E1);
+  sfp_platform_ops ops = ops_of(*rig->module, false);
+  ops.phy_word_access = word ? 1 : 0;
+  ops.bus_mode = 0;
+  sfp_port_create_result result{};
+  sfp_port_create(&ops, &result);
+  rig->port = result.handle;
+  EXPECT_NE(rig->port, nullptr);
+  if (rig->port != nullptr) {
+    EXPECT_EQ(sfp_port_admin_state(rig->port, 0, 1), SFP_RC_OK);
+  }
+  phy.clear_log();
+  sfptest::clear_traces();
+  return Trial{
+      .arm = [rig](uint64_t k, Mode mode) { arm_phy(*rig->module->phy(), k, mode); },
+      .run = [rig, op] { return op(rig->port); },
+      .error_records = [] { return error_numbers("sfp_err"); },
+      .verify =
+          [rig] {
+            expect_port_works(rig->port, *rig->module);
+            const sfpsim::Phy &held = *rig->module->phy();
+            uint16_t value = 0;
+            ASSERT_EQ(qrn_te_phy_wr(rig->port, sfpsim::Phy::kWriteAddress, 22, &value), SFP_RC_OK);
+            ASSERT_EQ(qrn_te_phy_rd(rig->port, sfpsim::Phy::kReadAddress, 4, &value), SFP_RC_OK);
+            EXPECT_EQ(value, held.reg(0, 4));
+          },
+      .tokens = [rig] { return phy_tokens(*rig->module); },
+  };
+}
+
+sfp_rc phy_read(sfp_port_ctx *p) {
+  uint16_t value = 0;
+  return qrn_te_phy_rd(p, sfpsim::Phy::kReadAddress, 4, &value);
+}
+sfp_rc phy_write(sfp_port_ctx *p) {
+  const uint16_t value = 0x0DE1;
+  return qrn_te_phy_wr(p, sfpsim::Phy::kWriteAddress, 4, &value);
+}
+sfp_rc phy_access_read(sfp_port_ctx *p) {
+  uint16_t value = 0;
+  return sfp_port_qrn_te_access(p, 4, &value, SFP_ACCESS_READ);
+}
+sfp_rc phy_access_write(sfp_port_ctx *p) {
+  uint16_t value = 0x0DE1;
+  return sfp_port_qrn_te_access(p, 4, &value, SFP_ACCESS_WRITE);
+}
+sfp_rc link_state(sfp_port_ctx *p) {
+  uint32_t link = 0;
+  uint32_t speed = 0;
+  uint32_t fiber = 0;
+  return qrn_te_get_link_state_speed(p, &link, &speed, &fiber);
+}
+sfp_rc an_capability(sfp_port_ctx *p) {
+  uint32_t capability = 0;
+  return qrn_te_get_an_capability(p, &capability);
+}
+sfp_rc link_speed_100(sfp_port_ctx *p) {
+  return qrn_te_set_link_speed(p, 100, 0);
+}
+sfp_rc link_speed_an(sfp_port_ctx *p) {
+  return qrn_te_set_link_speed(p, 1000, 1);
+}
+sfp_rc phy_speed_now(sfp_port_ctx *p) {
+  return sfp_port_set_phy_speed(p, 100, 0);
+}
+sfp_rc admin_up_with_speed(sfp_port_ctx *p) {
+  p->phy_speed = 100;
+  p->phy_autoneg = 0;
+  return sfp_port_admin_state(p, 1, 1);
+}
+
+// The link-state query never fails.
+Expect link_state_rule(std::size_t, const Tokens &) {
+  return kIgnored;
+}
+// A speed change: the link-state and capability queries (every call up to
+// the last read) are only traced; the programming writes are returned.
+Expect speed_change_rule(std::size_t i, const Tokens &clean) {
+  std::size_t last_read = 0;
+  for (std::size_t j = 0; j < clean.size(); ++j) {
+    if (clean[j][1] == 'r') {
+      last_read = j;
+    }
+  }
+  return i <= last_read ? kIgnored : kPassed;
+}
+
+TEST_F(SfpFaultSweep, PhyAccessFailures) {
+  struct PhyCase {
+    const char *name;
+    Operation op;
+    Rule rule = passed;
+  };
+  const std::vector<PhyCase> cases = {
+      {"phy_rd", phy_read},
+      {"phy_wr", phy_write},
+      {"qrn_te_access_read", phy_access_read},
+      {"qrn_te_access_write", phy_access_write},
+      {"link_state", link_state, link_state_rule},
+      {"an_capability", an_capability},
+      {"set_link_speed_forced", link_speed_100},
+      {"set_link_speed_an", link_speed_an},
+      {"set_phy_speed", phy_speed_now, speed_change_rule},
+      {"admin_up_speed", admin_up_with_speed, speed_change_rule},
+  };
+  std::size_t swept = 0;
+  for (bool word : {false, true}) {
+    for (const PhyCase &c : cases) {
+      swept += prooftest::run_sweep(
+          std::string(word ? "word " : "bytes ") + c.name, [&] { return phy_trial(c.op, word); },
+          c.rule);
+    }
+  }
+  EXPECT_GT(swept, 0u);
+}
+
+} // namespace
+
+namespace {
+
+// --- the library's own resources: allocations and locks ---
+
+// `op` on a port of `profile` (run = null: creation itself; delete: the
+// deletion), with the fault on the seam `Faults` (AllocationFaults or
+// LockFaults).
+enum class Subject { Call, Creation, Deletion };
+
+template <typename Faults>
+Trial seam_trial(const std::string &profile, Subject subject, Operation op,
+                 std::shared_ptr<Faults> faults) {
+  auto rig = std::make_shared<Rig>();
+  rig->module = sfptest::module_from(profile);
+  const sfp_platform_ops ops = ops_of(*rig->module, false);
+  if (subject != Subject::Creation) {
+    sfp_port_create_result result{};
+    EXPECT_EQ(sfp_port_create(&ops, &result), SFP_RC_OK);
+    rig->port = result.handle;
+  }
+  sfptest::clear_traces();
+  const std::size_t before = faults->tokens().size();
+  return Trial{
+      .arm = [faults](uint64_t k, Mode mode) { faults->arm(k, mode); },
+      .run =
+          [rig, subject, op, ops] {
+            switch (subject) {
+            case Subject::Creation: {
+              sfp_port_create_result result{};
+              const sfp_rc rc = sfp_port_create(&ops, &result);
+              rig->port = result.handle;
+              return rc;
+            }
+            case Subject::Deletion: {
+              const sfp_rc rc = sfp_port_delete(rig->port);
+              rig->port = nullptr;
+              return rc;
+            }
+            case Subject::Call:
+              break;
+            }
+            return op(rig->port);
+          },
+      .error_records = [] { return error_numbers("sfp_err"); },
+      .verify =
+          [rig, ops] {
+            prooftest::expect_registry_locks_free();
+            // Whatever the fault left, the port can be created and used.
+            sfp_port_create_result result{};
+            ASSERT_EQ(sfp_port_create(&ops, &result), SFP_RC_OK);
+            rig->port = result.handle;
+            expect_port_works(rig->port, *rig->module);
+          },
+      .tokens =
+          [faults, before] {
+            Tokens all = faults->tokens();
+            return Tokens(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+          },
+  };
+}
+
+} // namespace
+
+namespace {
+
+Expect out_of_memory(std::size_t, const Tokens &) {
+  return prooftest::status_of(SFP_RC_NO_MEMORY);
+}
+// The report: a piece whose scratch cannot be allocated counts as empty, a
+// hex dump without its scratch fails with 22, every other area gives 12.
+Expect report_out_of_memory(std::size_t i, const Tokens &clean) {
+  if (clean[i] == "a1001") {
+    return kIgnored;
+  }
+  return prooftest::status_of(clean[i] == "a1936" ? SFP_RC_INVALID : SFP_RC_NO_MEMORY);
+}
+// The register dump fails without a record.
+Expect out_of_memory_silent(std::size_t, const Tokens &) {
+  Expect e = prooftest::status_of(SFP_RC_NO_MEMORY);
+  e.record = false;
+  return e;
+}
+
+TEST_F(SfpFaultSweep, AllocationFailures) {
+  struct AllocCase {
+    const char *name;
+    Subject subject;
+    Operation op;
+    prooftest::Rule rule = out_of_memory;
+  };
+  const std::vector<AllocCase> cases = {
+      {"create", Subject::Creation, nullptr},
+      {"read_reg", Subject::Call, read_reg, out_of_memory_silent},
+      {"hw_status", Subject::Call, hw_status},
+      {"hw_info", Subject::Call, hw_info},
+      {"debug_info", Subject::Call, debug_info},
+      {"phy_reg_decode", Subject::Call, reg_decode, report_out_of_memory},
+      {"eeprom_str", Subject::Call, eeprom_str, report_out_of_memory},
+  };
+  std::size_t swept = 0;
+  for (const std::string &profile : module_profiles()) {
+    for (const AllocCase &c : cases) {
+      auto faults = std::make_shared<prooftest::AllocationFaults>();
+      swept += prooftest::run_sweep(
+          profile + " " + c.name, [&] { return seam_trial(profile, c.subject, c.op, faults); },
+          c.rule);
+    }
+  }
+  EXPECT_GT(swept, 0u);
+}
+
+TEST_F(SfpFaultSweep, LockFailures) {
+  for (int code : {EINVAL, EDEADLK}) {
+    for (Subject subject : {Subject::Creation, Subject::Deletion}) {
+      auto faults = std::make_shared<prooftest::LockFaults>(code);
+      const std::size_t swept = prooftest::run_sweep(
+          std::string(subject == Subject::Creation ? "create" : "delete") + " code " +
+              std::to_string(code),
+          [&] { return seam_trial("10gbase-sr", subject, nullptr, faults); }, passed, SFP_RC_OK,
+          static_cast<sfp_rc>(code));
+      EXPECT_GT(swept, 0u);
     }
   }
 }
