@@ -76,10 +76,14 @@ inline Expect onward_expect(const Rule &rule, std::size_t first, const Tokens &c
 }
 
 // The sweep of one operation; returns the number of accesses a clean run
-// makes. Deviations are gathered per mode and reported once, with every k.
+// makes. `onward_rule`, where given, says what a fault from the k-th access
+// on gives (for an operation whose path a failure changes); otherwise the
+// first access at or after k whose failure is not ignored decides. Deviations are gathered per mode
+// and reported once, with every k.
 inline std::size_t run_sweep(const std::string &name, const Setup &setup, const Rule &rule,
                              sfp_rc clean_status = SFP_RC_OK,
-                             sfp_rc injected = static_cast<sfp_rc>(kInjected)) {
+                             sfp_rc injected = static_cast<sfp_rc>(kInjected),
+                             const Rule &onward_rule = nullptr) {
   Tokens clean;
   std::vector<uint32_t> clean_records;
   {
@@ -95,8 +99,9 @@ inline std::size_t run_sweep(const std::string &name, const Setup &setup, const 
     for (std::size_t k = 1; k <= clean.size(); ++k) {
       SCOPED_TRACE(name + " k=" + std::to_string(k) + (mode == Mode::Once ? " once" : " onward"));
       Trial trial = setup();
-      const Expect expect =
-          mode == Mode::Once ? rule(k - 1, clean) : onward_expect(rule, k - 1, clean);
+      const Expect expect = mode == Mode::Once ? rule(k - 1, clean)
+                            : onward_rule      ? onward_rule(k - 1, clean)
+                                               : onward_expect(rule, k - 1, clean);
       trial.arm(k, mode);
       const sfp_rc rc = trial.run();
       trial.arm(0, mode);
