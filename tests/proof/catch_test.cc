@@ -3,6 +3,7 @@
 // the user-memory frequencies, and a table 0 write behind an adapter.
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -119,6 +120,142 @@ TEST_F(CatchTest, FrequencyFractionDigitInTheUserMemory) {
   std::snprintf(want, sizeof want, "%u.%03u GHz", last / 10u, (last % 10u) * 100u);
   EXPECT_STREQ(tunable.field[22].value, want);
   EXPECT_NE(first % 10u, 0u) << "the copy must carry a fraction digit";
+}
+
+// The display name of every row written by hand, as the type table lists
+// them; the rows whose names are catalogue part numbers each have a name of
+// their own.
+TEST_F(CatchTest, EveryHandWrittenTypeRowHasItsDisplayName) {
+  struct Named {
+    sfp_xcvr_type type;
+    const char *name;
+  };
+  // clang-format off
+  const std::vector<Named> rows = {
+      {512, "Unknown"},
+      {513, "SFP 100M 100BASE-FX"},
+      {515, "SFP 100M 100BASE-EX"},
+      {516, "SFP 100M 100BASE-ZX"},
+      {521, "SFP 1G 1000BX-10-U"},
+      {522, "SFP 1G 1000BX-10-D"},
+      {523, "SFP 1G 1000BASE 2BX-D"},
+      {524, "SFP 1G 1000BX-80-D"},
+      {525, "SFP 1G 1000BX-80-U"},
+      {526, "SFP 1G 1000BX-40-D"},
+      {527, "SFP 1G 1000BX-40-U"},
+      {528, "SFP 1G 1000BX-40-DA"},
+      {529, "SFP 1G 1000BASE-SX"},
+      {530, "SFP 1G 1000BASE-LX"},
+      {531, "SFP 1G 1000BASE-ZX"},
+      {532, "SFP 1G 1000BASE-EX"},
+      {533, "SFP 1G 1000BASE-T"},
+      {534, "SFP 1G 100/1000BASE-LX"},
+      {535, "SFP T1F SATOP1"},
+      {536, "SFP E1F SATOP1"},
+      {537, "SFP T3F SATOP1"},
+      {538, "SFP E1U SATOP1"},
+      {539, "SFP CH STM1"},
+      {540, "SFP CH OC3 STM1"},
+      {594, "SFP+ 10G SR"},
+      {595, "SFP+ 10G CSR"},
+      {596, "SFP+ 10G LR"},
+      {597, "SFP+ 10G LRM"},
+      {598, "SFP+ 10G ER"},
+      {599, "SFP+ 10G ZR"},
+      {600, "SFP+ 10G BX-D"},
+      {601, "SFP+ 10G BX-U"},
+      {602, "SFP+ 10G BX40-D"},
+      {603, "SFP+ 10G BX40-U"},
+      {692, "SFP+ 10G CU1M"},
+      {693, "SFP+ 10G CU3M"},
+      {694, "SFP+ 10G CU3M"},
+      {695, "SFP+ 10G ACU7M"},
+      {696, "SFP+ 10G ACU10M"},
+      {697, "SFP+ 10G CX1-15"},
+      {698, "SFP+ 10G LBX1"},
+      {699, "SFP+ 10G USR"},
+      {700, "SFP+ 10G LRM-SM"},
+      {701, "SFP+ 10G ELPBK"},
+      {702, "SFP+ 10G ELPBK-CR"},
+      {703, "SFP+ 10G ELPBK-BER"},
+      {744, "SFP+ 10G CU1.5M"},
+      {745, "SFP+ 10G CU2M"},
+      {746, "SFP+ 10G CU2.5M"},
+      {747, "SFP+ 10G CU5M"},
+      {748, "SFP+ 10G AOC1M"},
+      {749, "SFP+ 10G AOC2M"},
+      {750, "SFP+ 10G AOC3M"},
+      {751, "SFP+ 10G AOC5M"},
+      {752, "SFP+ 10G AOC7M"},
+      {753, "SFP+ 10G AOC10M"},
+      {754, "4x10G AOC1M"},
+      {755, "4x10G AOC2M"},
+      {756, "4x10G AOC3M"},
+      {757, "4x10G AOC5M"},
+      {758, "4x10G AOC7M"},
+      {759, "4x10G AOC10M"},
+      {760, "4x10G AC7M"},
+      {761, "4x10G AC10M"},
+      {762, "4x10G CU1M"},
+      {763, "4x10G CU3M"},
+      {764, "4x10G CU5M"},
+      {765, "SFP+ 10G DWDM Tunable"},
+      {766, "SFP+ 10G COPPER"},
+      {768, "SFP FC GE SW"},
+      {769, "SFP FC GE LW"},
+      {770, "SFP FC 2G SW"},
+      {771, "SFP FC 2G LW"},
+      {772, "SFP FC 4G SW"},
+      {773, "SFP FC 4G LW"},
+      {774, "SFP FC 8G SW"},
+      {775, "SFP FC 8G LW"},
+      {776, "SFP FC 16G SW"},
+      {777, "SFP FC 16G LW"},
+      {778, "SFP FC 32G SW"},
+      {779, "SFP FC 32G LW"},
+      {780, "SFP 10G OC48 SR"},
+      {781, "SFP 10G OC48 IR1"},
+      {782, "SFP 10G OC48 LR"},
+      {783, "SFP 10G OC192 SR"},
+      {784, "SFP28 25G SR"},
+      {786, "SFP28 25G LR for SMF"},
+      {787, "SFP28 25G ER"},
+      {788, "SFP28 25G CSR for MMF"},
+      {789, "SFP28 25G CU1M"},
+      {790, "SFP28 25G CU2M"},
+      {791, "SFP28 25G CU3M"},
+      {792, "SFP28 25G CU4M"},
+      {793, "SFP28 25G CU5M"},
+      {794, "SFP28 25G CU1.5M"},
+      {795, "SFP28 25G CU2.5M"},
+      {796, "SFP28 25G AOC1M"},
+      {797, "SFP28 25G AOC2M"},
+      {798, "SFP28 25G AOC3M"},
+      {799, "SFP28 25G AOC4M"},
+      {800, "SFP28 25G AOC5M"},
+      {801, "SFP28 25G AOC7M"},
+      {802, "SFP28 25G AOC10M"},
+      {810, "SFP 25G PASSIVE LOOPBACK"},
+      {812, "SFP 50G CU1M"},
+      {814, "SFP 50G CU2M"},
+      {816, "SFP 50G CU3M"},
+      {817, "SFP 50G CU4M"},
+      {818, "SFP 50G CU5M"},
+      {819, "SFP 50G PASSIVE LOOPBACK"},
+      {852, "SFP 1G 1000BASE-LH"},
+      {853, "SFP 1G 1000BASE-SX"},
+  };
+  // clang-format on
+  std::set<std::string> seen;
+  for (const Named &row : rows) {
+    EXPECT_STREQ(sfp_xcvr_get_name_from_type(nullptr, row.type), row.name) << row.type;
+    seen.insert(row.name);
+  }
+  for (const sfp_xcvr_type type : {589u, 590u, 785u, 805u, 806u, 807u, 808u, 809u, 811u, 820u}) {
+    const std::string name = sfp_xcvr_get_name_from_type(nullptr, type);
+    EXPECT_FALSE(name.empty() || name == "Unknown") << type;
+    EXPECT_TRUE(seen.insert(name).second) << type << " shares its name " << name;
+  }
 }
 
 class CatchAdapterTest : public qsatest::QsaTest {};
