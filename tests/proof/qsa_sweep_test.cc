@@ -1,6 +1,7 @@
 // Fault sweeps of the adapter layer: every adapter operation, and the SFP
 // port operations behind an adapter, with the k-th adapter access failing
 // once and from then on; creation and insertion detection included.
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -49,14 +50,20 @@ struct AdapterRig {
   std::unique_ptr<sfpsim::Module> spare; // swapped in by the insertion cases
   std::unique_ptr<sfpsim::Adapter> adapter;
   qsa_port_ctx *port = nullptr;
+  // Every adapter port the rig had: an SFP context whose creation failed
+  // past its registration is keyed by one and outlives it (the adapter port
+  // does not hold it); the rig deletes those too.
+  std::vector<qsa_port_ctx *> had;
   ~AdapterRig() {
+    had.push_back(port);
     for (qsa_port_ctx *p : qsatest::adapter_registry()) {
       if (p->opaque == adapter.get()) {
+        had.push_back(p);
         qsa_port_delete(p);
       }
     }
     for (sfp_port_ctx *p : sfptest::registry()) {
-      if (p->opaque == port) {
+      if (std::find(had.begin(), had.end(), p->opaque) != had.end()) {
         sfp_port_delete(p);
       }
     }
@@ -98,6 +105,7 @@ void expect_adapter_works(AdapterRig &rig) {
   if (rig.port == nullptr || rig.port->sfp_port == nullptr) {
     for (qsa_port_ctx *p : qsatest::adapter_registry()) {
       if (p->opaque == rig.adapter.get()) {
+        rig.had.push_back(p);
         for (sfp_port_ctx *s : sfptest::registry()) {
           if (s->opaque == p && s != p->sfp_port) {
             sfp_port_delete(s);
@@ -109,6 +117,7 @@ void expect_adapter_works(AdapterRig &rig) {
     qsa_port_create_result result{};
     const qsa_platform_ops ops = adapter_ops(*rig.adapter);
     ASSERT_EQ(qsa_port_create(&ops, &result), SFP_RC_OK);
+    rig.had.push_back(rig.port);
     rig.port = result.handle;
   }
   ASSERT_NE(rig.port, nullptr);
@@ -135,6 +144,7 @@ Trial adapter_trial(const std::string &profile, Subject subject, AdapterOperatio
     qsa_port_create_result result{};
     const qsa_platform_ops ops = adapter_ops(*rig->adapter);
     EXPECT_EQ(qsa_port_create(&ops, &result), SFP_RC_OK);
+    rig->had.push_back(rig->port);
     rig->port = result.handle;
   }
   rig->adapter->clear_log();
@@ -147,6 +157,7 @@ Trial adapter_trial(const std::string &profile, Subject subject, AdapterOperatio
               qsa_port_create_result result{};
               const qsa_platform_ops ops = adapter_ops(*rig->adapter);
               const sfp_rc rc = qsa_port_create(&ops, &result);
+              rig->had.push_back(rig->port);
               rig->port = result.handle;
               return rc;
             }
@@ -442,6 +453,7 @@ Trial adapter_seam_trial(const std::string &profile, Subject subject, AdapterOpe
     qsa_port_create_result result{};
     const qsa_platform_ops ops = adapter_ops(*rig->adapter);
     EXPECT_EQ(qsa_port_create(&ops, &result), SFP_RC_OK);
+    rig->had.push_back(rig->port);
     rig->port = result.handle;
   }
   clear_all_traces();
@@ -454,6 +466,7 @@ Trial adapter_seam_trial(const std::string &profile, Subject subject, AdapterOpe
               qsa_port_create_result result{};
               const qsa_platform_ops ops = adapter_ops(*rig->adapter);
               const sfp_rc rc = qsa_port_create(&ops, &result);
+              rig->had.push_back(rig->port);
               rig->port = result.handle;
               return rc;
             }
@@ -465,6 +478,7 @@ Trial adapter_seam_trial(const std::string &profile, Subject subject, AdapterOpe
               for (qsa_port_ctx *p : qsatest::adapter_registry()) {
                 held = held || p == port;
               }
+              rig->had.push_back(port);
               rig->port = held ? port : nullptr;
               return rc;
             }
