@@ -7,6 +7,7 @@
 
 #include "common/alloc.h"
 #include "decode/internal.h"
+#include "decode/messages.h"
 #include "port/internal.h"
 
 namespace sfpdrv {
@@ -87,8 +88,18 @@ double frequency_thz(const uint8_t *table2, std::size_t at) {
   return read_be16(table2 + at) + read_be16(table2 + at + 2) / 10000.0;
 }
 
+// Selects the A2h table of `page`; a failure is traced and returned.
+int select_table(const sfp_port_ctx &port, uint32_t page) {
+  const int rc = write_table_select(&port, page);
+  if (rc != 0) {
+    trace<msg::kDebugTableSelectFailed>(port.err_trace, port.controller, port.port,
+                                        page - SFP_PAGE_A2_TABLE0, rc);
+  }
+  return rc;
+}
+
 sfp_rc dump_tunable(sfp_port_ctx &port, DumpText &out) {
-  const int rc = write_table_select(&port, SFP_PAGE_A2_TABLE2);
+  const int rc = select_table(port, SFP_PAGE_A2_TABLE2);
   if (rc != 0) {
     return static_cast<sfp_rc>(rc);
   }
@@ -124,7 +135,7 @@ sfp_rc debug_info(sfp_port_ctx &port, DumpText &out) {
   const bool tunable = (port.eeprom[SFP_IMAGE_A0 + kOptions] & kTunable) != 0;
   // A tunable module may be left on table 2; table 0 is wanted next.
   if (tunable && port.eeprom[SFP_IMAGE_A2_LOWER + kTableSelect] != 0) {
-    const int selected = write_table_select(&port, SFP_PAGE_A2_TABLE0);
+    const int selected = select_table(port, SFP_PAGE_A2_TABLE0);
     if (selected != 0) {
       return static_cast<sfp_rc>(selected);
     }
@@ -170,6 +181,7 @@ extern "C" SFPDRV_API sfp_rc sfp_port_phy_reg_decode(sfp_port_ctx *hdl, char **t
   }
   auto *report = static_cast<char *>(lib_calloc(SFP_EEPROM_REPORT_SIZE, 1));
   if (report == nullptr) {
+    trace<msg::kReportBufferNoMemory>(hdl->err_trace, hdl->controller, hdl->port);
     return SFP_RC_NO_MEMORY;
   }
   const sfp_rc rc = sfp_drv_sfp_get_eeprom_str(hdl, report, SFP_EEPROM_REPORT_SIZE);

@@ -8,7 +8,11 @@
 #include "common/trace.h"
 
 // clang-format off
-#define SFPDRV_REPORT_MESSAGES(X)
+#define SFPDRV_REPORT_MESSAGES(X) \
+  X(kReportNoMemory,          5401, "dd",   "Controller %d Port %d: EEPROM report: calloc failed\n") \
+  X(kReportPieceLost,         5402, "ddd",  "Controller %d Port %d: EEPROM report: piece %d left out, calloc failed\n") \
+  X(kReportDumpFailed,        5403, "ddd",  "Controller %d Port %d: EEPROM report: hex dump failed. rc: 0x%x\n") \
+  X(kReportBufferNoMemory,    5404, "dd",   "Controller %d Port %d: EEPROM report text: calloc failed\n")
 
 #define SFPDRV_SNAPSHOT_MESSAGES(X) \
   X(kStatusSpaceNotSupported, 5501, "dd",   "Controller %d Port %d: Status space not supported\n") \
@@ -23,7 +27,8 @@
   X(kInfoCallocFailed,        5510, "dd",   "Controller %d Port %d: calloc failed \n ") \
   X(kInfoFileOpenFailed,      5511, "dd",   "Controller %d Port %d: File open failed \n ") \
   X(kInfoTypeReadFailed,      5512, "ddd",  "Controller %d Port %d: errno: sfp HW Info sfp type read failed. rc: 0x%x\n") \
-  X(kInfoCableFailed,         5513, "ddd",  "Controller %d Port %d: Failed to identify the sfp is cable. rc: 0x%x\n")
+  X(kInfoCableFailed,         5513, "ddd",  "Controller %d Port %d: Failed to identify the sfp is cable. rc: 0x%x\n") \
+  X(kDebugTableSelectFailed,  5514, "dddd", "Controller %d Port %d: Debug dump cannot select table %d. rc: 0x%x\n")
 // clang-format on
 
 namespace sfpdrv::msg {

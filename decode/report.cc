@@ -15,6 +15,7 @@
 #include "common/alloc.h"
 #include "common/text.h"
 #include "decode/internal.h"
+#include "decode/messages.h"
 #include "sfpdrv/xcvr.h"
 #include "xcvr/internal.h"
 
@@ -129,17 +130,20 @@ enum MakerField : std::size_t {
 // The working text with its room, appended to piece by piece.
 class ReportText {
 public:
-  ReportText(char *text, uint32_t room) : text_(text), room_(room) {}
+  ReportText(const sfp_port_ctx &port, char *text, uint32_t room)
+      : port_(port), text_(text), room_(room) {}
 
   // Appends a formatted piece when it fits; else prints where the report
   // stopped and fails, and every later piece is ignored.
   void add(const char *format, ...) __attribute__((format(printf, 2, 3)));
 
   bool failed() const { return failed_; }
+  const sfp_port_ctx &port() const { return port_; }
   const char *text() const { return text_; }
   std::size_t length() const { return length_; }
 
 private:
+  const sfp_port_ctx &port_;
   char *text_;
   std::size_t length_ = 0;
   uint32_t room_;
@@ -155,7 +159,9 @@ void ReportText::add(const char *format, ...) {
   // A piece without a scratch counts as empty.
   auto *scratch = static_cast<char *>(lib_calloc(kPieceSize, 1));
   std::size_t n = 0;
-  if (scratch != nullptr) {
+  if (scratch == nullptr) {
+    trace<msg::kReportPieceLost>(port_.err_trace, port_.controller, port_.port, piece_);
+  } else {
     va_list args;
     va_start(args, format);
     const int written = std::vsnprintf(scratch, kPieceSize, format, args);
@@ -242,6 +248,9 @@ sfp_rc add_dump(ReportText &report, const uint8_t *image, uint32_t start) {
   const sfp_rc rc = plug_eeprom_page_to_ascii(image, start, scratch, kDumpScratch, kDumpCount);
   if (rc == SFP_RC_OK) {
     report.add("%s", scratch);
+  } else {
+    const sfp_port_ctx &port = report.port();
+    trace<msg::kReportDumpFailed>(port.err_trace, port.controller, port.port, rc);
   }
   std::free(scratch);
   return rc;
@@ -346,11 +355,12 @@ sfp_rc build_report(sfp_port_ctx &port, char *out, uint32_t size) {
   const sfp_eeprom_space space = prepare(port, pid);
   WorkAreas areas;
   if (!areas.complete()) {
+    trace<msg::kReportNoMemory>(port.err_trace, port.controller, port.port);
     return SFP_RC_NO_MEMORY;
   }
   const sfp_rc decoded = decode(port, space, pid, areas);
   const uint8_t *image = port.eeprom;
-  ReportText report(areas.text, size);
+  ReportText report(port, areas.text, size);
   report.add("\nSFP EEPROM  port: %d", port.port);
   if (report.failed()) {
     return SFP_RC_MODULE_COND;

@@ -1,4 +1,5 @@
 // Adapter port creation and deletion.
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -211,7 +212,11 @@ extern "C" SFPDRV_API sfp_rc qsa_port_delete(qsa_port_ctx *hdl) {
     return qsa_unlock_registry(SFP_RC_NOT_FOUND);
   }
   // A failure to take the port lock does not stop the deletion.
-  const bool locked = qsa_take_port_lock(hdl, kDeleteLockName, __LINE__) == 0;
+  const int lock_rc = qsa_take_port_lock(hdl, kDeleteLockName, __LINE__);
+  if (lock_rc != 0) {
+    trace<msg::kQsaDeleteLockFailed>(qsa_layer_err_trace(), hdl->port, lock_rc, errno);
+  }
+  const bool locked = lock_rc == 0;
   if (hdl->sfp_port != nullptr) {
     sfp_port_delete(hdl->sfp_port);
   } else {

@@ -32,7 +32,8 @@
   X(kQsaDevInitDone,         6121, "d",    "Port %d: QSA port dev init done\n") \
   X(kQsaInitDone,            6122, "d",    "Port %d: Init done\n") \
   X(kQsaCreateNullParams,    6123, "",     "qsa port create : NULL parameters\n") \
-  X(kQsaPortUnlockFailed,    6124, "dd",   "mutex_unlock(3) failed, rc: %d, errno: %d\n")
+  X(kQsaPortUnlockFailed,    6124, "dd",   "mutex_unlock(3) failed, rc: %d, errno: %d\n") \
+  X(kQsaDeleteLockFailed,    6125, "ddd",  "Port %d: port lock not taken for deletion, rc: %d, errno: %d\n")
 
 #define SFPDRV_QSA_ACCESS_MESSAGES(X) \
   X(kQsaNullPort,            6201, "",     "NULL Qsa Port\n") \
@@ -78,7 +79,8 @@
   X(kOpHwStatusSfpFailed,    6314, "",     "qsa port sfp read hw_status failed/invalid\n") \
   X(kOpHwInfoPresenceFailed, 6315, "d",    "Port %d: QSA sfp present read failed : Read error\n") \
   X(kOpGetStatePresenceFailed, 6316, "d",  "Port %d: QSA sfp present read failed : Read error\n") \
-  X(kOpDecodePresenceFailed, 6317, "d",    "Port %d: QSA sfp present read failed : Read error\n")
+  X(kOpDecodePresenceFailed, 6317, "d",    "Port %d: QSA sfp present read failed : Read error\n") \
+  X(kOpDecodeNoMemory,       6318, "d",    "Port %d: QSA report: calloc failed\n")
 // clang-format on
 
 namespace sfpdrv::msg {

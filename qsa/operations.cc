@@ -165,6 +165,7 @@ sfp_rc report(qsa_port_ctx &port, char **text, uint32_t *size) {
   }
   auto *buffer = static_cast<char *>(lib_calloc(SFP_EEPROM_REPORT_SIZE, 1));
   if (buffer == nullptr) {
+    trace<msg::kOpDecodeNoMemory>(port.err_trace, port.port);
     return SFP_RC_NO_MEMORY;
   }
   if (qsa_forwarding<msg::kOpDecodePresenceFailed>(port)) {

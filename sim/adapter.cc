@@ -292,6 +292,9 @@ int Adapter::take_fault(uint64_t call, uint8_t page, uint8_t offset) {
     return fail_all_;
   }
   for (auto it = faults_.begin(); it != faults_.end(); ++it) {
+    if (it->nth.has_value() && it->onward && *it->nth <= call) {
+      return it->status;
+    }
     if (it->nth.has_value() && *it->nth == call) {
       const int status = it->status;
       faults_.erase(it);
@@ -358,6 +361,13 @@ void Adapter::fail_nth_access(uint64_t n, int status) {
   std::lock_guard<std::mutex> guard(lock_);
   if (n != 0) {
     faults_.push_back({accesses_ + n, 0, 0, status, 0});
+  }
+}
+
+void Adapter::fail_from_nth_access(uint64_t n, int status) {
+  std::lock_guard<std::mutex> guard(lock_);
+  if (n != 0) {
+    faults_.push_back({accesses_ + n, 0, 0, status, 0, true});
   }
 }
 

@@ -187,6 +187,17 @@ void Module::fail_nth_access(uint64_t n, int status, uint32_t partial) {
   faults_.push_back(fault);
 }
 
+void Module::fail_from_nth_access(uint64_t n, int status) {
+  if (n == 0) {
+    return;
+  }
+  Fault fault;
+  fault.nth = accesses_ + n;
+  fault.onward = true;
+  fault.status = status;
+  faults_.push_back(fault);
+}
+
 void Module::fail_at(uint8_t page, uint8_t offset, int status, uint32_t partial) {
   Fault fault;
   fault.page = page;
@@ -263,7 +274,7 @@ const Module::Fault *Module::fault_for(uint64_t call, uint8_t page, uint8_t offs
   const Fault *standing = nullptr;
   for (const Fault &fault : faults_) {
     if (fault.nth.has_value()) {
-      if (*fault.nth == call) {
+      if (*fault.nth == call || (fault.onward && *fault.nth < call)) {
         return &fault;
       }
     } else if (standing == nullptr && fault.page == page && fault.offset == offset) {
@@ -357,7 +368,7 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
         serve(count, false); // a failed call has no effect on the module
       }
     }
-    if (fault->nth.has_value()) {
+    if (fault->nth.has_value() && !fault->onward) {
       faults_.erase(faults_.begin() + (fault - faults_.data()));
     }
   } else if (!valid) {

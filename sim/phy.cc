@@ -70,6 +70,12 @@ void Phy::fail_nth_call(uint64_t n, int status) {
   }
 }
 
+void Phy::fail_from_nth_call(uint64_t n, int status) {
+  if (n != 0) {
+    faults_.push_back(Fault{calls_ + n, 0, status, true});
+  }
+}
+
 void Phy::fail_at(uint8_t reg_byte, int status) {
   faults_.push_back(Fault{std::nullopt, reg_byte, status});
 }
@@ -79,6 +85,9 @@ int Phy::take_fault(uint8_t reg) {
   const Fault *standing = nullptr;
   for (auto it = faults_.begin(); it != faults_.end(); ++it) {
     if (it->nth.has_value()) {
+      if (it->onward && *it->nth <= calls_) {
+        return it->status;
+      }
       if (*it->nth == calls_) {
         const int status = it->status;
         faults_.erase(it);

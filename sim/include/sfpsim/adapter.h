@@ -124,6 +124,8 @@ public:
   // argument and start offset, and spares the first `spared` matching calls;
   // fail_all fails every call (0 lifts it).
   void fail_nth_access(uint64_t n, int status);
+  // Fails the n-th call from now and every later one, until cleared.
+  void fail_from_nth_access(uint64_t n, int status);
   void fail_at(uint8_t page, uint8_t offset, int status, uint32_t spared = 0);
   void fail_all(int status);
   void clear_faults();
@@ -136,6 +138,7 @@ private:
     uint8_t offset = 0;
     int status = 0;
     uint32_t spared = 0;
+    bool onward = false; // also every call after nth
   };
   struct Handshake {
     bool pending = false;

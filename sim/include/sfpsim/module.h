@@ -161,6 +161,9 @@ public:
   // Fails the n-th callback call from now (1 = the next one), once; n = 0
   // fails nothing.
   void fail_nth_access(uint64_t n, int status, uint32_t partial = 0);
+  // Fails the n-th callback call from now and every later one, until
+  // cleared; n = 0 fails nothing.
+  void fail_from_nth_access(uint64_t n, int status);
   // Fails every call whose page and start offset match, until cleared.
   void fail_at(uint8_t page, uint8_t offset, int status, uint32_t partial = 0);
   void clear_faults();
@@ -168,6 +171,7 @@ public:
 private:
   struct Fault {
     std::optional<uint64_t> nth; // absolute call number
+    bool onward = false;         // also every call after nth
     uint8_t page = 0;
     uint8_t offset = 0;
     int status = 0;

@@ -95,6 +95,8 @@ public:
   // effect on the PHY.
   // Fails the n-th call from now (1 = the next one), once; 0 fails nothing.
   void fail_nth_call(uint64_t n, int status);
+  // Fails the n-th call from now and every later one, until cleared.
+  void fail_from_nth_call(uint64_t n, int status);
   // Fails every call at register byte `reg_byte`, until cleared.
   void fail_at(uint8_t reg_byte, int status);
   void clear_faults() { faults_.clear(); }
@@ -104,6 +106,7 @@ private:
     std::optional<uint64_t> nth; // absolute call number
     uint8_t reg = 0;
     int status = 0;
+    bool onward = false; // also every call after nth
   };
   // The first byte of a register in SameByte mode, waiting for its second.
   struct PendingHalf {
