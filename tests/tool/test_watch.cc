@@ -182,7 +182,7 @@ TEST(sfpctlMonitor, PlainRowsAndCsvOfThreePortsOfDifferentKinds) {
 TEST(sfpctlMonitor, TerminalRedrawsInPlaceWithTrendsAndHighlights) {
   const std::string out = temp_path("tty.out");
   const std::string command = "timeout 60 script -qec '" SFPCTL_PATH
-                              " --fast monitor --count 6 --interval 0' /dev/null >" +
+                              " --fast monitor --count 5 --interval 0' /dev/null >" +
                               out;
   ASSERT_EQ(std::system(command.c_str()), 0);
   const std::string text = slurp(out);
@@ -192,13 +192,12 @@ TEST(sfpctlMonitor, TerminalRedrawsInPlaceWithTrendsAndHighlights) {
        at = text.find("\x1b[H\x1b[2J", at + 1)) {
     ++frames;
   }
-  EXPECT_EQ(frames, 6u);
+  EXPECT_EQ(frames, 5u);
   EXPECT_NE(text.find("▁"), std::string::npos);
   EXPECT_NE(text.find("█"), std::string::npos);
   // The drifting p2 passes its high warning (75 C) at its 5th reading.
   const std::string last = text.substr(text.rfind("\x1b[H\x1b[2J"));
   EXPECT_TRUE(std::regex_search(last, std::regex("\x1b\\[1;33m76\\.0 C")));
-  EXPECT_EQ(text.find("p2") != std::string::npos, true);
 }
 
 // SIGINT ends a run between two rows: the CSV is whole.
@@ -362,9 +361,9 @@ TEST(sfpctlCheck, ExitCodesFollowThePluginConventions) {
   // Every problem has its line: the critical one first, then the warning.
   const ToolRun both = run_sfpctl(std::string(kCases[2].ports) + " check");
   const Lines out = lines_of(both.out);
-  ASSERT_EQ(out.size(), 1u + 4) << both.out;
+  ASSERT_EQ(out.size(), 1u + 3) << both.out;
   EXPECT_EQ(out[1].rfind("CRITICAL: x rx power", 0), 0u) << out[1];
-  EXPECT_EQ(out[2].rfind("CRITICAL: x rx power", 0), std::string::npos) << out[2];
+  EXPECT_EQ(out[2].rfind("WARNING: w temperature", 0), 0u) << out[2];
   EXPECT_EQ(out.back().rfind("UNKNOWN: g absent", 0), 0u) << out.back();
   std::filesystem::remove(warm_image);
 }
@@ -376,8 +375,8 @@ TEST(sfpctlPorts, OneModuleCommandsRunPerPortAndPortListsAreChecked) {
   const std::size_t b = per_port.out.find("== b ==\n");
   ASSERT_NE(a, std::string::npos);
   ASSERT_NE(b, std::string::npos);
-  EXPECT_NE(per_port.out.substr(a, b - a).find("10GBASE-SR"), std::string::npos);
-  EXPECT_NE(per_port.out.substr(b).find("1000BASE-SX"), std::string::npos);
+  EXPECT_NE(per_port.out.substr(a, b - a).find("SL-10GSR-DM"), std::string::npos);
+  EXPECT_NE(per_port.out.substr(b).find("SL-1GSX-DM"), std::string::npos);
 
   const ToolRun write = run_sfpctl("--port a=sim:10gbase-sr --port b=sim:1000base-sx tx off");
   EXPECT_EQ(write.exit_code, 2);

@@ -9,9 +9,10 @@
 namespace sfpctl {
 namespace {
 
+// Any printable character but a blank and '=' (a name is one word of a
+// ports file and ends at '=' on the command line).
 bool name_character(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '-' || c == '.' || c == '/' || c == ':';
+  return c > ' ' && c < 0x7f && c != '=';
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -37,7 +38,7 @@ std::optional<PortSpec> make_port(std::string_view name, std::string_view source
     return std::nullopt;
   }
   if (!std::all_of(name.begin(), name.end(), name_character)) {
-    error = "port name '" + echoed(name) + "' may hold letters, digits and _-./: only";
+    error = "port name '" + echoed(name) + "' may hold printable characters only, no blank";
     return std::nullopt;
   }
   return PortSpec{std::string(name), std::string(source)};

@@ -16,8 +16,8 @@ struct PortSpec {
 };
 
 // "NAME=SOURCE" as a port; nullopt and `error` set when it is not one (no
-// '=', an empty name or source, or a name with characters other than
-// letters, digits, '_', '-', '.', '/' and ':').
+// '=', an empty name or source, or a name with a blank or a character that
+// is not printable ASCII).
 std::optional<PortSpec> parse_port(std::string_view text, std::string &error);
 
 // The ports of a file: one "NAME SOURCE" per line, '#' starts a comment,
