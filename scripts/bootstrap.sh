@@ -7,6 +7,12 @@ set -euo pipefail
 packages=(cmake make gcc g++ binutils pkg-config libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev)
 
+# promtool (package prometheus, large) checks sfpctl's metrics output in the
+# tests only: installed when the tests ask for it.
+if [[ ${SFPDRV_TEST_PROMETHEUS:-0} == 1 ]]; then
+  packages+=(prometheus)
+fi
+
 missing=()
 for package in "${packages[@]}"; do
   status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
