@@ -94,6 +94,7 @@ Memory to_memory(const std::vector<uint8_t> &bytes) {
     in += kA2LowerSize;
     std::copy_n(in, kTableSize, memory.tables[0].begin());
   }
+  memory.a2_captured = bytes.size() == kFullImage;
   return memory;
 }
 

@@ -81,9 +81,12 @@ uint32_t start_of(uint8_t page, uint8_t offset) {
 
 } // namespace
 
-Module::Module(const Memory &memory) : memory_(memory) {}
+Module::Module(const Memory &memory) : memory_(memory) {
+  hold_memory_flags();
+}
 
 Module::Module(const Profile &profile) : memory_(profile.memory), drift_(profile.drift) {
+  hold_memory_flags();
   if (profile.has_phy) {
     attach_phy();
   }
@@ -159,6 +162,16 @@ void Module::drift_step() {
   for (uint8_t i = 0; i < 2; ++i) {
     set_live_flags(static_cast<uint8_t>(kAlarmFlags + i), alarms[i]);
     set_live_flags(static_cast<uint8_t>(kWarningFlags + i), warnings[i]);
+  }
+}
+
+void Module::hold_memory_flags() {
+  for (const A2ByteRule &rule : kA2Rules) {
+    if (rule.latched) {
+      for (uint32_t offset = rule.first; offset <= rule.last; ++offset) {
+        live_[offset] = static_cast<uint8_t>(memory_.a2_lower[offset] & rule.live);
+      }
+    }
   }
 }
 

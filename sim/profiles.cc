@@ -216,6 +216,13 @@ public:
     return *this;
   }
 
+  // Alarm and warning flags (A2h bytes 112, 113, 116, 117) that the module
+  // raises for as long as it runs.
+  Builder &a2_flags(std::size_t offset, uint8_t bits) {
+    memory_.a2_lower[offset] = bits;
+    return *this;
+  }
+
   // The maker area of table 0: a CLEI-like code, catalogue number, version
   // and product id.
   Builder &maker_area(std::string_view code, std::string_view catalogue, std::string_view product) {
@@ -586,6 +593,38 @@ Profile lx_1g_extcal() {
           {}};
 }
 
+// A 25G single-mode optic that runs too hot and receives too little light:
+// its temperature is above the high alarm, its receive power below the low
+// warning but above the low alarm, and its flags say so.
+Profile lr_25g_alarm() {
+  const Diagnostics dom{{75.0, -5.0, 70.0, 0.0},
+                        kVcc,
+                        {15.0, 3.0, 13.0, 4.0},
+                        {3.0, -9.0, 2.0, -8.0},
+                        {3.0, -16.0, 2.0, -14.0},
+                        78.5,
+                        3.30,
+                        9.0,
+                        -1.5,
+                        -15.0};
+  Builder b;
+  b.a0(kIdentifier, kSfp).a0(kExtIdentifier, kTwoWireId).a0(kConnector, kLc);
+  b.a0(kEncoding, k64b66b).a0(kBitRate, 0xFF).a0(kBitRateMax, 103);
+  b.a0(kExtCompliance, 0x03); // 25GBASE-LR
+  b.a0(kLengthSmfKm, 10).a0(kLengthSmf100m, 100);
+  b.vendor("SL-25GLR", "A1", "SIM26031313", "260327");
+  b.a0_u16(kWavelength, 1310).a0(kOptions + 1, kPinOptions);
+  b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
+  b.diagnostics(dom).maker_area("SIMLABCLEA", "74-0786-01", "PX-SFP28-25G-LR");
+  // Temperature high alarm and high warning; receive power low warning.
+  b.a2_flags(112, 0x80).a2_flags(116, 0x80).a2_flags(117, 0x40);
+  return {"25gbase-lr-alarm",
+          "25GBASE-LR, 1310 nm single-mode, 10 km, running hot with low receive power: in alarm",
+          b.finish(),
+          false,
+          {}};
+}
+
 Profile blank() {
   return {
       "blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}, false, {}};
@@ -629,10 +668,10 @@ void fix_diag_checksum(Memory &memory) {
 
 const std::vector<Profile> &profiles() {
   static const std::vector<Profile> all{
-      sx_1g(),        sr_10g(),        dac_10g(),        sr_25g(),
-      tunable_dwdm(), base_t_1g(),     bx_u_1g(),        sr_10g_25g_multirate(),
-      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(),       lx_1g_extcal(),
-      blank(),        sr_25g_drift(),  sr_25g_rx_alarm()};
+      sx_1g(),        sr_10g(),        dac_10g(),      sr_25g(),
+      tunable_dwdm(), base_t_1g(),     bx_u_1g(),      sr_10g_25g_multirate(),
+      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(),     lx_1g_extcal(),
+      lr_25g_alarm(), blank(),         sr_25g_drift(), sr_25g_rx_alarm()};
   return all;
 }
 

@@ -323,6 +323,29 @@ TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
   EXPECT_EQ(error, ::testing::TempDir() + ": is a directory, not an image file");
 }
 
+// A module made from a memory (a captured image, a profile) shows the flags
+// that memory holds on every read; a transient latch on top clears after
+// one. An image file of A0h only says its A2h was not captured.
+TEST(SimImage, CapturedFlagsPersistAndAnA0hOnlyImageSaysSo) {
+  Memory memory;
+  memory.a2_lower[112] = 0x80; // temperature high alarm
+  memory.a2_lower[117] = 0x40; // rx power low warning
+  memory.a2_lower[119] = 0x02; // CDR fault
+  Module module(memory);
+  module.latch_flags(116, 0x08);
+  Bytes flags(8);
+  for (const Bytes expected :
+       {Bytes{0x80, 0, 0, 0, 0x08, 0x40, 0, 0x02}, Bytes{0x80, 0, 0, 0, 0, 0x40, 0, 0x02}}) {
+    ASSERT_EQ(Module::read_cb(&module, 112, 1, 8, flags.data()), 0);
+    EXPECT_EQ(flags, expected);
+  }
+  std::string error;
+  const Bytes a0_only(256, 0xEE);
+  const Bytes full(512, 0xEE);
+  EXPECT_FALSE(sfpsim::parse_image(a0_only, error)->a2_captured);
+  EXPECT_TRUE(sfpsim::parse_image(full, error)->a2_captured);
+}
+
 using sfpsim::kPhyNak;
 using sfpsim::Phy;
 using sfpsim::PhyWidth;

@@ -294,7 +294,6 @@ TEST(sfpctlTrace, ShowsBothBuffersAlsoWhenTheModuleCannotBeIdentified) {
   const std::vector<std::tuple<std::string, int, std::string, std::string>> cases = {
       {"trace", 0, "", "SFP DLL init done"},
       {"--sim blank trace", 1, cannot_create, "Invalid device type"},
-      {"--sim blank read 0 0 1", 1, cannot_create, ""},
   };
   for (const auto &[args, exit_code, err, event] : cases) {
     const ToolRun run = run_sfpctl(args);
@@ -399,12 +398,13 @@ TEST(sfpctlIdentify, RateCodeAndRefusedModulesSayWhatTheModuleIs) {
   expect_run("--rate 40g identify", 2, {}, {"^sfpctl: .*40g"});
 }
 
-std::string write_image(const sfpsim::Memory &memory, const std::string &name = "ident") {
+// A raw image file of the memory: 512 bytes, or A0h only (`size` 256).
+std::string write_image(const sfpsim::Memory &memory, const std::string &name = "ident",
+                        std::size_t size = 512) {
   std::string path = testing::TempDir() + "sfpctl_" + name + "_" + std::to_string(getpid());
   const auto image = sfpsim::Module(memory).caller_image();
   std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(image.data()),
-             static_cast<std::streamsize>(image.size()));
+      .write(reinterpret_cast<const char *>(image.data()), static_cast<std::streamsize>(size));
   return path;
 }
 
@@ -677,7 +677,7 @@ TEST(sfpctlReport, ReportAndDebugPrintTheLibrarysTextsAlsoForImagesItRefuses) {
   }
   EXPECT_TRUE(run_sfpctl("--sim 10gbase-sr debug").out.ends_with("\n"));
   // Bytes that are not printable show as '.'; a module of no known type
-  // still gets its report, and exit 1.
+  // still gets its report, after the library's verdict.
   sfpsim::Memory odd = sfpsim::find_profile("10gbase-sr")->memory;
   std::copy_n("SL-\x02\xffX", 6, odd.a0.begin() + 40); // vendor PN
   odd.a0[63] ^= 0xff;
@@ -691,12 +691,13 @@ TEST(sfpctlReport, ReportAndDebugPrintTheLibrarysTextsAlsoForImagesItRefuses) {
   odd.a0[3] = 0;
   (void)write_image(odd);
   run = run_sfpctl("--image " + path + " report");
-  EXPECT_EQ(run.exit_code, 1);
-  EXPECT_TRUE(run.out.starts_with("\nSFP EEPROM  port: 1\n\tXcvr Type: SFP\n\tXcvr Code: Unknown"))
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_TRUE(run.out.starts_with("supported: no (Failed - Unknown Xcvr type; the library refused "
+                                  "the module: creation status 95 "))
       << run.out;
-  EXPECT_NE(run.err.find("sfpctl: report: the module is not supported (Failed - Unknown Xcvr"),
+  EXPECT_NE(run.out.find("\nSFP EEPROM  port: 1\n\tXcvr Type: SFP\n\tXcvr Code: Unknown"),
             std::string::npos)
-      << run.err;
+      << run.out;
   std::filesystem::remove(path);
 }
 
@@ -723,7 +724,7 @@ TEST(sfpctlStatus, TableOfQuantitiesThresholdsAndFlags) {
 using Members = std::vector<std::pair<std::string, std::string>>;
 Members json_members(const std::string &line) {
   static const std::regex member(
-      R"re("([a-z_]+)": ("(?:[^"\\]|\\["\\]|\\u00[0-9a-f]{2})*"|-?[0-9][-+.e0-9]*|true|false|null)(?:, |\}$))re");
+      R"re("([a-z0-9_]+)": ("(?:[^"\\]|\\["\\]|\\u00[0-9a-f]{2})*"|-?[0-9][-+.e0-9]*|true|false|null)(?:, |\}$))re");
   if (!line.starts_with('{') ||
       !std::all_of(line.begin(), line.end(), [](char c) { return c >= 0x20 && c < 0x7f; })) {
     return {};
@@ -773,20 +774,22 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
         "\"compliance\": 0,"}},
       {"--image " + path + " identify --json", {"\"catalogue_pn\": \"74-0594\\u000102\""}},
       {"--sim 10g-tunable-dwdm identify --json",
-       {common, "\"type\": 765,", "\"wavelength_nm\": 1566.723,", "\"pid_check\": \"Supported\"",
-        "\"defaulted\": false"}},
+       {common, "\"type\": 765,", "\"wavelength_nm\": 1566.723,", "\"pid_supported\": true,",
+        "\"tunable_first_channel\": 1,", "\"tunable_last_channel\": 96,", "\"defaulted\": false"}},
       {"--sim 10g-dac-1m identify --json", {"\"catalogue_pn\": null,"}},
       {"--sim blank identify --json",
        {"\"type\": 512,", "\"vendor_name\": null,", "\"temperature_c\": null,"}},
       // The library's verdict and the adapter's fields lose their trailing blanks.
       {"--image " + unknown_path + " identify --json",
-       {"\"supported\": \"Failed - Unknown Xcvr type\","}},
+       {"\"supported\": false, \"verdict\": \"Failed - Unknown Xcvr type\","}},
       {"--qsa info --json",
        {"\"adapter_vendor_name\": \"SIMLAB OPTICS\",", "\"adapter_vendor_pn\": \"SL-QSA-10G\","}},
       {"--qsa identify --json", {"\"adapter_type\": 855, \"adapter_type_name\": \"PX-QSA-10G\","}},
-      // A refused module: every key null.
-      {"--sim blank status --json", {"\"vendor_name\": null,", "\"tx_disabled\": null,"}},
-      {"--sim blank info --json", {"\"vendor_name\": null,", "\"compliance\": null,"}},
+      // A refused module: what its (empty) bytes say, and the verdict.
+      {"--sim blank status --json",
+       {"\"source\": \"sim:blank\",", "\"supported\": false,", "\"vendor_name\": null,",
+        "\"tx_disabled\": null,"}},
+      {"--sim blank info --json", {"\"vendor_name\": null,", "\"compliance\": 5,"}},
   };
   for (const auto &[args, needles] : cases) {
     const ToolRun run = run_sfpctl(args);
@@ -802,25 +805,78 @@ TEST(sfpctlJson, StatusInfoAndIdentifyGiveOneObjectWithNullsForMissingValues) {
   std::filesystem::remove(unknown_path);
 }
 
-TEST(sfpctlInfo, IdentityLinesAndTheChecksumVerdict) {
-  const Lines identity = {
-      "^vendor name: +SIMLAB OPTICS$", "^vendor pn: +SL-10GSR-DM$",    "^vendor rev: +A1$",
-      "^vendor sn: +SIM26030202$",     "^date code: +260316$",         "^vendor oui: +02:5a:11$",
-      "^pid: +PX-SFP-10G-SR$",         "^clei: +SIMLABCLE2$",          "^version: +V01$",
-      "^type: +594 SFP\\+ 10G SR$",    "^compliance: +checksums pass$"};
+std::string hex_of(unsigned value, int digits) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%0*x", digits, value);
+  return text;
+}
+
+// "good (stored 0x.., computed 0x..)" as a pattern.
+std::string check_pattern(bool good, unsigned stored, unsigned computed, int digits = 2) {
+  return std::string(good ? "good" : "bad") + " \\(stored " + hex_of(stored, digits) +
+         ", computed " + hex_of(computed, digits) + "\\)";
+}
+
+unsigned byte_sum(const uint8_t *first, std::size_t count) {
+  unsigned sum = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    sum += first[i];
+  }
+  return sum & 0xff;
+}
+
+// The identity, the library's verdict, and the module's own check bytes
+// each with the value stored and the one computed.
+TEST(sfpctlInfo, IdentityVerdictAndTheModulesOwnCheckBytes) {
+  Lines identity = {"^vendor name: +SIMLAB OPTICS$",
+                    "^vendor pn: +SL-10GSR-DM$",
+                    "^vendor rev: +A1$",
+                    "^vendor sn: +SIM26030202$",
+                    "^date code: +260316$",
+                    "^vendor oui: +02:5a:11$",
+                    "^pid: +PX-SFP-10G-SR$",
+                    "^clei: +SIMLABCLE2$",
+                    "^version: +V01$",
+                    "^type: +594 SFP\\+ 10G SR$",
+                    "^compliance: +checksums pass$",
+                    "^supported: +yes$",
+                    "^integrity: ",
+                    "^  base checksum: +good ",
+                    "^  ext checksum: +good ",
+                    "^  diag checksum: +good ",
+                    "^catalogue crc: +good .*third-party"};
   expect_run("--sim 10gbase-sr info", 0, identity, {});
   sfpsim::Memory memory = sfpsim::find_profile("10gbase-sr")->memory;
   memory.a0[95] ^= 1;
+  memory.a0[124] ^= 1;
+  memory.a2_lower[95] ^= 0x10;
   const std::string path = write_image(memory);
   Lines bad(identity.size(), "");
-  bad.back() = "^compliance: +extended checksum \\(A0h byte 95\\) does not match$";
+  bad[10] = "^compliance: +extended checksum \\(A0h byte 95\\) does not match$";
+  bad[13] = "^  base checksum: +" + check_pattern(true, memory.a0[63], memory.a0[63]) +
+            ", A0h byte 63 over bytes 0..62$";
+  bad[14] = "^  ext checksum: +" +
+            check_pattern(false, memory.a0[95], byte_sum(memory.a0.data() + 64, 31)) +
+            ", A0h byte 95 over bytes 64..94$";
+  bad[15] = "^  diag checksum: +" +
+            check_pattern(false, memory.a2_lower[95], byte_sum(memory.a2_lower.data(), 95)) +
+            ", A2h byte 95 over A2h bytes 0..94$";
+  uint32_t stored = 0;
+  for (int i = 3; i >= 0; --i) {
+    stored = stored << 8 | memory.a0[124 + static_cast<std::size_t>(i)];
+  }
+  bad[16] = "^catalogue crc: +" +
+            check_pattern(false, stored, sfpsim::crc32({memory.a0.data() + 96, 28}), 8) +
+            ", A0h bytes 124..127 over bytes 96..123: a catalogue check";
   expect_run("--image " + path + " info", 0, bad, {});
   std::filesystem::remove(path);
-  // Empty fields show '-', as in identify.
-  expect_run("--sim 10g-dac-1m info", 0,
-             {"", "", "", "", "", "", "", "^clei: +-$", "^version: +-$", "", ""}, {});
-  expect_run("--sim blank info", 1, {"^no port: the library refused the module"},
-             {"^sfpctl: cannot create port: status 95 "});
+  // Empty fields show '-', as in identify; a module without diagnostics has
+  // no diagnostics checksum.
+  Lines dac(identity.size(), "");
+  dac[7] = "^clei: +-$";
+  dac[8] = "^version: +-$";
+  dac[15] = "^  diag checksum: +- \\(the module declares no diagnostics\\)$";
+  expect_run("--sim 10g-dac-1m info", 0, dac, {});
 }
 
 // The insertion poll through the default script: an insertion, an unchanged
@@ -880,8 +936,8 @@ TEST(sfpctlQsa, JsonWithoutAnSfpPortHasEveryKey) {
     for (std::size_t i = 0; i < with.size(); ++i) {
       const std::string &key = without[i].first;
       EXPECT_EQ(key, with[i].first) << command;
-      const bool adapters = key == "tx_disabled" || key.starts_with("adapter") ||
-                            (command == "identify" && key.starts_with("type"));
+      const bool adapters = key == "tx_disabled" || key.starts_with("adapter") || key == "source" ||
+                            key == "time" || (command == "identify" && key.starts_with("type"));
       EXPECT_EQ(without[i].second == "null", !adapters) << command << ": " << key;
     }
   }
@@ -925,4 +981,119 @@ TEST(sfpctlQsa, CommandsThroughTheAdapter) {
   expect_run("--qsa --sim blank debug", 1, {},
              {"^sfpctl: no SFP port behind the adapter: ",
               "^sfpctl: debug: no SFP port behind the adapter$"});
+}
+
+// ---- module images: refused modules, captured flags, A0h only, alarms ----------
+
+// `needles` all appear in `text`.
+void expect_all_in(const std::string &text, const std::vector<std::string> &needles,
+                   const std::string &what) {
+  for (const std::string &needle : needles) {
+    EXPECT_NE(text.find(needle), std::string::npos) << what << ": " << needle << "\n" << text;
+  }
+}
+
+// A module of a type the library does not know (creation status 95) is
+// still shown from its bytes: identity, live values with their flags and
+// the transmitter bit as captured, and its memory; the verdict beside them.
+// Only identify, which is about the library's decision, fails.
+TEST(sfpctlImages, RefusedModuleIsShownFromItsBytesBesideTheVerdict) {
+  sfpsim::Memory memory = sfpsim::find_profile("10gbase-sr")->memory;
+  memory.a0[3] = 0; // no compliance code: a type the library does not know
+  sfpsim::fix_checksums(memory);
+  memory.a2_lower[96] = 0x2a; // 42.5 C
+  memory.a2_lower[97] = 0x80;
+  memory.a2_lower[112] = 0x08; // tx bias high alarm, as captured
+  memory.a2_lower[110] = 0x40; // soft Tx disable, as captured
+  const std::string path = write_image(memory, "refused");
+  const std::string image = "--image " + path + " ";
+  const std::string verdict = "\"supported\": false, \"verdict\": \"Failed - Unknown Xcvr type\"";
+  for (const std::string command : {"info --json", "status --json"}) {
+    const ToolRun run = run_sfpctl(image + command);
+    EXPECT_EQ(run.exit_code, 0) << command << ": " << run.err;
+    EXPECT_EQ(run.err, "") << command;
+    EXPECT_EQ(lines_of(run.out).size(), 1u) << run.out;
+    EXPECT_FALSE(json_members(run.out.substr(0, run.out.size() - 1)).empty()) << run.out;
+    expect_all_in(run.out,
+                  {verdict, "\"vendor_name\": \"SIMLAB OPTICS\"", "\"vendor_pn\": \"SL-10GSR-DM\"",
+                   "\"vendor_sn\": \"SIM26030202\"", "\"temperature_c\": 42.5,", "\"vcc_v\": 3.28,",
+                   "\"tx_bias_ma\": 7.2,", "\"tx_power_mw\": 0.6166,", "\"rx_power_mw\": 0.4571,"},
+                  command);
+  }
+  expect_all_in(run_sfpctl(image + "status --json").out,
+                {"\"source\": \"image:" + path + "\"", "\"type\": 512, \"type_name\": \"Unknown\"",
+                 "\"tx_bias_high_alarm_flag\": true,", "\"tx_bias_low_alarm_flag\": false,",
+                 "\"tx_disabled\": true,"},
+                "status --json");
+  expect_run(image + "status", 0,
+             {"^QUANTITY", "^temperature +42.5 C", "", "^tx bias +7.20 mA .* high +-$", "", "", "",
+              "", "", "^Tx disabled +yes$",
+              "^supported +no \\(Failed - Unknown Xcvr type; the library refused the module: "
+              "creation status 95 "},
+             {});
+  expect_run(image + "info", 0,
+             {"^vendor name: +SIMLAB OPTICS$", "", "", "", "", "", "^pid: +PX-SFP-10G-SR$", "", "",
+              "^type: +512 Unknown$", "", "^supported: +no \\(Failed - Unknown Xcvr type; ", "", "",
+              "", "^  diag checksum: +good ", ""},
+             {});
+  expect_run(image + "identify", 1, {"^type: +512 Unknown$", "^supported: +Failed - Unknown"},
+             {"^sfpctl: cannot create port: status 95 "});
+  const ToolRun read = run_sfpctl(image + "read 1 96 16");
+  EXPECT_EQ(read.exit_code, 0) << read.err;
+  EXPECT_EQ(hex(dumped(read.out, 96)), hex(slice(memory.a2_lower, 96, 16)));
+  // Without the transmitter bit, the image says so too.
+  memory.a2_lower[110] = 0;
+  (void)write_image(memory, "refused");
+  expect_all_in(run_sfpctl(image + "status --json").out, {"\"tx_disabled\": false,"}, "clear");
+  std::filesystem::remove(path);
+}
+
+// An image keeps the alarm and warning flags it was captured with through
+// the library's second look at them; an image of A0h only has no
+// diagnostics rather than zeros.
+TEST(sfpctlImages, CapturedFlagsShowAndAnA0hOnlyImageHasNoDiagnostics) {
+  sfpsim::Memory memory = sfpsim::find_profile("1000base-sx")->memory;
+  memory.a2_lower[112] = 0x20; // vcc high alarm
+  memory.a2_lower[117] = 0x40; // rx power low warning
+  const std::string path = write_image(memory, "flags");
+  expect_run("--image " + path + " status", 0,
+             {"", "^temperature .* - +-$", "^supply .* high +-$", "", "", "^rx power .* - +low$",
+              "", "", "", ""},
+             {});
+  const std::string a0_only = write_image(memory, "a0only", 256);
+  expect_run("--image " + a0_only + " status", 0, {"^no diagnostics in this image$"}, {});
+  const ToolRun json = run_sfpctl("--image " + a0_only + " status --json");
+  EXPECT_EQ(json.exit_code, 0);
+  expect_all_in(json.out,
+                {"\"diagnostics\": false, \"note\": \"no diagnostics in this image\"",
+                 "\"vendor_sn\": \"SIM26030101\"", "\"temperature_c\": null,",
+                 "\"rx_power_mw\": null,", "\"vcc_high_alarm_flag\": null,", "\"los\": null,"},
+                "A0h only");
+  expect_run("--image " + a0_only + " info", 0,
+             {"", "", "", "", "", "", "", "", "", "", "", "", "", "", "",
+              "^  diag checksum: +- \\(no diagnostics in this image\\)$", ""},
+             {});
+  std::filesystem::remove(path);
+  std::filesystem::remove(a0_only);
+}
+
+// The alarm profile runs hot with little light: its status says so.
+TEST(sfpctlImages, AlarmProfileShowsItsAlarmsAndWarnings) {
+  expect_run("--sim 25gbase-lr-alarm status", 0,
+             {"", "^temperature +78.5 C .* high +high$", "^supply .* - +-$", "^tx bias .* - +-$",
+              "^tx power .* - +-$", "^rx power +-15.00 dBm .* - +low$", "", "", "", ""},
+             {});
+  const ToolRun run = run_sfpctl("--sim 25gbase-lr-alarm status --json");
+  EXPECT_EQ(run.exit_code, 0);
+  expect_all_in(run.out,
+                {"\"source\": \"sim:25gbase-lr-alarm\"", "\"type\": 786,",
+                 "\"temperature_high_alarm_flag\": true,",
+                 "\"temperature_high_warning_flag\": true,", "\"rx_power_low_alarm_flag\": false,",
+                 "\"rx_power_low_warning_flag\": true,"},
+                "alarm");
+  EXPECT_TRUE(std::regex_search(
+      run.out,
+      std::regex(
+          "\"time\": \"20[0-9]{2}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9]Z\"")))
+      << run.out;
 }

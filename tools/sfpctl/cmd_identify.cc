@@ -4,11 +4,13 @@
 #include <cstdio>
 #include <span>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "command.h"
 #include "json.h"
+#include "module_bytes.h"
 #include "module_view.h"
 #include "session.h"
 #include "status_text.h"
@@ -28,11 +30,35 @@ constexpr std::size_t kExtComplianceOffset = 36;
 
 // The keys of the results that follow the type (and the adapter's line),
 // in their order: null when there is no SFP port to give them. A module the
-// library refuses has only the first, its verdict.
-constexpr const char *kPortKeys[] = {
-    "supported", "memory", "multi_rate", "cable",        "copper",          "dwdm",
-    "defaulted", "pid",    "pid_check",  "catalogue_pn", "catalogue_check", "vendor_pn_check",
-    "part_check"};
+// library refuses has only the first two, its verdict.
+constexpr const char *kPortKeys[] = {"supported",
+                                     "verdict",
+                                     "memory_half_a0",
+                                     "memory_full_a0",
+                                     "memory_a2",
+                                     "memory_dom",
+                                     "multi_rate",
+                                     "multi_rate_base_type",
+                                     "multi_rate_base_type_name",
+                                     "cable",
+                                     "copper",
+                                     "dwdm",
+                                     "dwdm_grid_ghz",
+                                     "dwdm_channel",
+                                     "tunable_first_channel",
+                                     "tunable_last_channel",
+                                     "limiting_receiver",
+                                     "defaulted",
+                                     "pid",
+                                     "pid_supported",
+                                     "pid_check",
+                                     "catalogue_pn",
+                                     "catalogue_supported",
+                                     "catalogue_check",
+                                     "vendor_pn_supported",
+                                     "vendor_pn_check",
+                                     "part_supported",
+                                     "part_check"};
 
 // Where the results go: "label: value" lines, or, with --json, the keys of
 // one object (a result without a key is left out of it).
@@ -89,6 +115,7 @@ public:
     }
   }
   bool json() const { return json_ != nullptr; }
+  JsonObject *object() const { return json_; }
 
 private:
   JsonObject *json_;
@@ -174,16 +201,25 @@ private:
         return kExitOk;
       }
     }
-    char spaces[64];
-    sfp_eeprom_space_supported_to_string(&port->spaces, spaces, sizeof spaces);
-    out.line("supported:", "supported", sfp_xcvr_supported_to_str(port->supported));
-    out.line("memory:", "memory", spaces);
-    out.line("multi-rate:", "multi_rate", multi_rate(port, type));
-    out.line("cable:", "cable", classified(port, false));
-    out.line("copper:", "copper", classified(port, true));
-    out.line("dwdm:", "dwdm", dwdm(port, type));
-    out.flag("defaulted:", "defaulted", defaulted);
-    part_numbers(port, type, out);
+    if (out.json()) {
+      structured(port, type, defaulted, *out.object());
+    } else {
+      char spaces[64];
+      sfp_eeprom_space_supported_to_string(&port->spaces, spaces, sizeof spaces);
+      out.line("supported:", nullptr, sfp_xcvr_supported_to_str(port->supported));
+      out.line("memory:", nullptr, spaces);
+      out.line("multi-rate:", nullptr, multi_rate(port, type));
+      out.line("cable:", nullptr, classified(port, false));
+      out.line("copper:", nullptr, classified(port, true));
+      out.line("dwdm:", nullptr, dwdm(port, type));
+      out.flag("defaulted:", "defaulted", defaulted);
+      for (const PartCheck &check : part_checks(port, type)) {
+        if (check.label != nullptr) {
+          out.field(check.label, nullptr, check.text);
+        }
+        out.line(check.check_label, nullptr, check_text(check.rc, check.status));
+      }
+    }
     if (!out.json()) {
       return kExitOk;
     }
@@ -207,8 +243,12 @@ private:
     const std::string pid = pid_of(context);
     (void)sfp_xcvr_check_supported(context, context->eeprom, &status, &type, pid.c_str());
     out.type(type, sfp_xcvr_get_name_from_type(context, type));
-    out.line("supported:", "supported", sfp_xcvr_supported_to_str(status));
-    out.absent(std::span(kPortKeys).subspan(1));
+    if (out.json()) {
+      out.object()->flag("supported", false).text("verdict", Verdict{status, type}.text());
+    } else {
+      out.line("supported:", nullptr, sfp_xcvr_supported_to_str(status));
+    }
+    out.absent(std::span(kPortKeys).subspan(2));
     out.module(context, nullptr);
     return kExitFailure;
   }
@@ -248,9 +288,21 @@ private:
     return text;
   }
 
+  // One part-number check: the number (none for the combined check) and the
+  // verdict of its list.
+  struct PartCheck {
+    const char *label;
+    const char *key;
+    const char *check_label;
+    const char *check_key;
+    std::string text;
+    sfp_xcvr_pid_status status;
+    sfp_rc rc;
+  };
+
   // Each part number against its list, then the check that takes the first
   // that decides. A number the module does not carry is not available.
-  static void part_numbers(sfp_port_ctx *port, sfp_xcvr_type type, Results &out) {
+  static std::vector<PartCheck> part_checks(sfp_port_ctx *port, sfp_xcvr_type type) {
     const std::string pid = pid_of(port);
     const std::string catalogue_pn =
         port->spaces.a2 != 0 ? field_value({port->eeprom + kCataloguePnOffset, kCataloguePnWidth})
@@ -258,33 +310,73 @@ private:
     const std::string vendor_pn = field_value({port->eeprom + kVendorPnOffset, kVendorPnWidth});
     using Check = sfp_rc (*)(sfp_port_ctx *, sfp_xcvr_type, const char *, sfp_xcvr_pid_status *);
     // The vendor PN is among the module's keys of --json.
-    const struct {
-      const char *label;
-      const char *key;
-      const char *check_label;
-      const char *check_key;
-      const std::string &text;
-      Check check;
-    } fields[] = {
-        {"pid:", "pid", "pid check:", "pid_check", pid, &sfp_xcvr_get_pid_supported},
-        {"catalogue pn:", "catalogue_pn", "catalogue check:", "catalogue_check", catalogue_pn,
-         &sfp_xcvr_get_pn_supported},
-        {"vendor pn:", nullptr, "vendor pn check:", "vendor_pn_check", vendor_pn,
-         &sfp_xcvr_get_vendor_pn_supported},
+    std::vector<PartCheck> checks = {
+        {"pid:", "pid", "pid check:", "pid", pid, SFP_PID_NOT_AVAILABLE, SFP_RC_OK},
+        {"catalogue pn:", "catalogue_pn", "catalogue check:", "catalogue", catalogue_pn,
+         SFP_PID_NOT_AVAILABLE, SFP_RC_OK},
+        {"vendor pn:", nullptr, "vendor pn check:", "vendor_pn", vendor_pn, SFP_PID_NOT_AVAILABLE,
+         SFP_RC_OK},
     };
-    for (const auto &field : fields) {
-      sfp_xcvr_pid_status status = SFP_PID_NOT_AVAILABLE;
-      sfp_rc rc = SFP_RC_OK;
-      if (!field.text.empty()) {
-        rc = field.check(port, type, field.text.c_str(), &status);
+    const Check lists[] = {&sfp_xcvr_get_pid_supported, &sfp_xcvr_get_pn_supported,
+                           &sfp_xcvr_get_vendor_pn_supported};
+    for (std::size_t i = 0; i < checks.size(); ++i) {
+      if (!checks[i].text.empty()) {
+        checks[i].rc = lists[i](port, type, checks[i].text.c_str(), &checks[i].status);
       }
-      out.field(field.label, field.key, field.text);
-      out.line(field.check_label, field.check_key, check_text(rc, status));
     }
-    sfp_xcvr_pid_status status = SFP_PID_NOT_CHECKED;
-    const sfp_rc rc = sfp_xcvr_get_pid_ext_supported(port, type, pid.c_str(), catalogue_pn.c_str(),
-                                                     vendor_pn.c_str(), &status);
-    out.line("part check:", "part_check", check_text(rc, status));
+    PartCheck &part = checks.emplace_back(
+        PartCheck{nullptr, nullptr, "part check:", "part", "", SFP_PID_NOT_CHECKED, SFP_RC_OK});
+    part.rc = sfp_xcvr_get_pid_ext_supported(port, type, pid.c_str(), catalogue_pn.c_str(),
+                                             vendor_pn.c_str(), &part.status);
+    return checks;
+  }
+
+  // With --json: the results as values, numbers and booleans; null for what
+  // the module does not have.
+  static void structured(sfp_port_ctx *port, sfp_xcvr_type type, uint32_t defaulted,
+                         JsonObject &json) {
+    const Verdict verdict = port_verdict(*port);
+    json.flag("supported", verdict.supported()).text("verdict", verdict.text());
+    json.flag("memory_half_a0", port->spaces.half_a0 != 0)
+        .flag("memory_full_a0", port->spaces.full_a0 != 0)
+        .flag("memory_a2", port->spaces.a2 != 0)
+        .flag("memory_dom", port->spaces.dom != 0);
+    const bool multi = port->multi_rate != 0;
+    const sfp_xcvr_type base = multi ? sfp_get_base_xcvr_type_frm_sub_xcvr_type(
+                                           port, port->eeprom[kExtComplianceOffset], type)
+                                     : 0;
+    json.flag("multi_rate", multi).absent(!multi);
+    json.integer("multi_rate_base_type", base)
+        .text("multi_rate_base_type_name", sfp_xcvr_get_name_from_type(nullptr, base));
+    json.absent(false);
+    for (const bool copper : {false, true}) {
+      uint32_t flag = 0;
+      const sfp_rc rc = copper ? sfp_is_zando_copper_optics(port, port->eeprom, &flag)
+                               : sfp_is_cable(port, &flag);
+      json.absent(rc != SFP_RC_OK).flag(copper ? "copper" : "cable", flag != 0).absent(false);
+    }
+    const bool tunable = type == kTunable;
+    const std::optional<GridChannel> channel = grid_channel(type);
+    json.flag("dwdm", tunable || channel.has_value());
+    json.absent(!channel).integer("dwdm_grid_ghz", channel ? channel->spacing_ghz : 0);
+    json.integer("dwdm_channel", channel ? channel->number : 0).absent(!tunable);
+    json.integer("tunable_first_channel", port->tunable_lower_offset + 1)
+        .integer("tunable_last_channel", port->tunable_upper_offset + 1);
+    json.absent(!(tunable || channel) || sfp_get_optics_speed(type) != 10000)
+        .flag("limiting_receiver", is_sfp_10g_dwdm_limiting_module(port) != 0)
+        .absent(false);
+    json.flag("defaulted", defaulted != 0);
+    for (const PartCheck &check : part_checks(port, type)) {
+      if (check.key != nullptr) {
+        json.field(check.key, check.text);
+      }
+      const bool known = check.rc == SFP_RC_OK && (check.status == SFP_PID_SUPPORTED ||
+                                                   check.status == SFP_PID_NOT_SUPPORTED);
+      json.absent(!known)
+          .flag(std::string(check.check_key) + "_supported", check.status == SFP_PID_SUPPORTED)
+          .absent(false);
+      json.integer(std::string(check.check_key) + "_check", check.status);
+    }
   }
 };
 

@@ -1,5 +1,6 @@
 // read: a hex dump of module memory read through sfp_port_read, or of
-// adapter memory through qsa_port_read with --qsa.
+// adapter memory through qsa_port_read with --qsa. A module the library
+// refused has no port: its memory is read as the bus gives it.
 #include <cstdio>
 #include <vector>
 
@@ -7,6 +8,7 @@
 
 #include "command.h"
 #include "hex_dump.h"
+#include "module_bytes.h"
 #include "number_arg.h"
 #include "session.h"
 
@@ -20,6 +22,9 @@ public:
     return "Read module memory and print it as a hex dump";
   }
 
+  PortUse port_use() const override { return PortUse::Optional; }
+  bool shows_refused_module() const override { return true; }
+
   void add_arguments(CLI::App &sub) override {
     add_page_and_offset(sub, page_, offset_);
     sub.add_option("LENGTH", length_, "Number of bytes to read")
@@ -32,8 +37,16 @@ public:
     if (!page_for_port(session.adapter() != nullptr, page_, "read")) {
       return kExitUsage;
     }
+    const bool refused = refused_module(session) != nullptr;
+    if (!refused && session.port() == nullptr && session.adapter_port() == nullptr) {
+      return kExitFailure;
+    }
     std::vector<uint8_t> bytes(length_);
     const sfp_rc rc = session.checked("read", [&] {
+      if (refused) {
+        return static_cast<sfp_rc>(session.read_module(
+            static_cast<uint8_t>(page_), static_cast<uint8_t>(offset_), length_, bytes.data()));
+      }
       if (session.adapter() != nullptr) {
         return qsa_port_read(session.adapter_port(), offset_, page_, length_, bytes.data());
       }

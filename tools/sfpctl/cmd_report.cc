@@ -1,6 +1,6 @@
 // report: the library's full EEPROM text report of the module. A module the
 // library refuses still gets its report, made from the memory its refused
-// port holds.
+// port holds, after a line with the verdict.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -9,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include "command.h"
+#include "module_bytes.h"
 #include "session.h"
 #include "status_text.h"
 #include "terminal_text.h"
@@ -24,18 +25,19 @@ public:
     return "Print the library's EEPROM report: identification, diagnostics, memory dumps";
   }
   PortUse port_use() const override { return PortUse::Optional; }
+  bool shows_refused_module() const override { return true; }
   void add_arguments(CLI::App &sub) override {
     sub.footer("The report is what sfp_port_phy_reg_decode gives (with --qsa "
                "qsa_port_phy_reg_decode: the SFP's report, then the adapter's lower page and "
                "upper page 0). Bytes of the module's text fields that are not printable show as "
-               "'.'. A module the library does not accept gets its report too, and exit "
-               "status 1.");
+               "'.'. A module the library refuses gets its report too, after a line with the "
+               "library's verdict.");
   }
 
   int run(Session &session) override {
     qsa_port_ctx *adapter = session.adapter_port();
     if (session.port() == nullptr && adapter == nullptr) {
-      return refused(session.failed_port());
+      return refused(refused_module(session));
     }
     char *text = nullptr;
     uint32_t length = 0;
@@ -57,21 +59,16 @@ private:
     if (context == nullptr) {
       return kExitFailure;
     }
-    sfp_xcvr_supported_status status = SFP_XCVR_NOT_CHECKED;
-    sfp_xcvr_type type = SFP_XCVR_TYPE_UNKNOWN;
-    const std::string pid =
-        field_value({reinterpret_cast<const uint8_t *>(sfp_get_pid(context)), SFP_PID_LEN});
-    (void)sfp_xcvr_check_supported(context, context->eeprom, &status, &type, pid.c_str());
-    print_error(std::string("report: the module is not supported (") +
-                sfp_xcvr_supported_to_str(status) + "); the report is of its memory as read");
     std::vector<char> text(SFP_EEPROM_REPORT_SIZE);
     const sfp_rc rc = sfp_drv_sfp_get_eeprom_str(context, text.data(), SFP_EEPROM_REPORT_SIZE);
     if (rc != SFP_RC_OK) {
       print_error("report failed: " + status_text(rc));
       return kExitFailure;
     }
+    std::printf("supported: %s; the report is of its memory as read\n",
+                refusal_text(refused_verdict(*context)).c_str());
     print_library_text(text.data());
-    return kExitFailure;
+    return kExitOk;
   }
 };
 

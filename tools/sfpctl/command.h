@@ -43,6 +43,10 @@ public:
   virtual std::string_view why_not_behind_adapter() const {
     return "the adapter does not pass it on to the SFP";
   }
+  // Whether the command shows a module the library refuses (creation status
+  // 95) from its bytes, with the verdict: the refusal is then a fact it
+  // reports, not a failure of the run.
+  virtual bool shows_refused_module() const { return false; }
   // Adds what the command's own options say about the module and the port
   // to the global options, before either is made.
   virtual void configure(GlobalOptions &) const {}

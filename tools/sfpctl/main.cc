@@ -271,7 +271,9 @@ int run_command(Command &command, GlobalOptions options) {
   }
   int exit_code = kExitOk;
   const sfp_rc created = session.create_port();
-  if (created != SFP_RC_OK) {
+  const bool refusal_shown = created == SFP_RC_UNSUPPORTED && session.port() == nullptr &&
+                             !options.qsa && command.shows_refused_module();
+  if (created != SFP_RC_OK && !refusal_shown) {
     // Some failures of the module's start-up still hand out a usable port.
     print_error(
         std::string(session.port() != nullptr ? "port created, with " : "cannot create port: ") +

@@ -29,18 +29,17 @@ uint16_t word(const uint8_t *bytes) {
 
 // A 16-byte vendor text field of A0h, whole: a name such as "ACME CORP"
 // keeps its blank, where the library's common strings stop at the first one.
-std::string vendor_field(const sfp_port_ctx &context, std::size_t offset) {
+std::string vendor_field(const uint8_t *a0, std::size_t offset) {
   constexpr std::size_t kWidth = 16;
-  return field_value({context.eeprom + SFP_IMAGE_A0 + offset, kWidth});
+  return field_value({a0 + offset, kWidth});
 }
 
 // The live monitor words in their units, calibrated by the library's
 // functions when the module is externally calibrated.
 class LiveWords {
 public:
-  explicit LiveWords(const sfp_port_ctx &context)
-      : diag_(context.eeprom + SFP_IMAGE_A2_LOWER),
-        external_(sfp_id_diagMonType_ext_cal(context.eeprom[kDiagMonType]) != 0) {}
+  explicit LiveWords(const ModuleBytes &bytes)
+      : diag_(bytes.a2_lower), external_(sfp_id_diagMonType_ext_cal(bytes.a0[kDiagMonType]) != 0) {}
 
   uint16_t temperature() const { return by_slope(0, kTemperatureSlope, &sfp_get_ext_cal_temp); }
   uint16_t vcc() const { return by_slope(1, kVccSlope, &sfp_get_ext_cal_dom); }
@@ -84,9 +83,9 @@ void set_power(uint16_t tenths_uw, float dbm, std::optional<double> &mw,
 
 // The wavelength of A0h, which copper modules and cables do not have: their
 // bytes 60 and 61 hold other things.
-std::optional<double> stated_wavelength(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
+std::optional<double> stated_wavelength(sfp_port_ctx &context, const uint8_t *a0,
+                                        const sfp_hw_status_rec *status) {
   uint32_t copper = 0;
-  const uint8_t *a0 = context.eeprom + SFP_IMAGE_A0;
   const uint16_t nm = word(a0 + kWavelength);
   if (sfp_is_zando_copper_optics(&context, a0, &copper) != SFP_RC_OK || copper != 0 || nm == 0 ||
       (status != nullptr && status->no_diagnostics != 0)) {
@@ -101,18 +100,25 @@ bool has_diagnostics(const sfp_port_ctx &context) {
   return context.spaces.a2 != 0 && context.spaces.dom != 0;
 }
 
-ModuleView module_view(sfp_port_ctx &context, const sfp_hw_status_rec *status) {
+ModuleView module_view(sfp_port_ctx &port, const sfp_hw_status_rec *status, bool a2_captured) {
+  const ModuleBytes bytes{port.eeprom + SFP_IMAGE_A0, port.eeprom + SFP_IMAGE_A2_LOWER,
+                          a2_captured && has_diagnostics(port)};
+  return module_view(port, bytes, status);
+}
+
+ModuleView module_view(sfp_port_ctx &context, const ModuleBytes &bytes,
+                       const sfp_hw_status_rec *status) {
   ModuleView view;
-  view.vendor_name = vendor_field(context, kVendorName);
-  view.vendor_pn = vendor_field(context, kVendorPn);
-  view.vendor_sn = vendor_field(context, kVendorSn);
-  if (status == nullptr || !has_diagnostics(context)) {
-    view.wavelength_nm = stated_wavelength(context, status);
+  view.vendor_name = vendor_field(bytes.a0, kVendorName);
+  view.vendor_pn = vendor_field(bytes.a0, kVendorPn);
+  view.vendor_sn = vendor_field(bytes.a0, kVendorSn);
+  if (status == nullptr || !bytes.diagnostics) {
+    view.wavelength_nm = stated_wavelength(context, bytes.a0, status);
     return view;
   }
   // A tunable module's wavelength is its channel's.
   view.wavelength_nm = status->wavelength;
-  const LiveWords live(context);
+  const LiveWords live(bytes);
   view.temperature_c = static_cast<int16_t>(live.temperature()) / 256.0;
   view.vcc_v = live.vcc() * 1e-4;
   view.tx_bias_ma = live.bias() * 2e-3;

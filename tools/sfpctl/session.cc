@@ -226,6 +226,7 @@ sfp_rc Session::create_port() {
   if (module_ == nullptr) {
     return SFP_RC_INVALID;
   }
+  creation_image_ = module_->caller_image();
   if (manager_ == nullptr) {
     manager_ = event_manager_create("sfpctl");
     if (manager_ == nullptr) {
@@ -318,6 +319,25 @@ void Session::forget_creation_transfers() {
   if (options_.fail_at) {
     module_->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
   }
+}
+
+std::string Session::source_label() const {
+  return options_.image_path.empty() ? "sim:" + options_.profile : "image:" + options_.image_path;
+}
+
+int Session::read_module(uint8_t page, uint8_t offset, uint32_t length, uint8_t *buffer) {
+  if (module_ == nullptr) {
+    return SFP_RC_INVALID;
+  }
+  if (page >= SFP_PAGE_A2_TABLE0) {
+    uint8_t table = static_cast<uint8_t>(page - SFP_PAGE_A2_TABLE0);
+    const int rc =
+        sfpsim::Module::write_cb(module_.get(), sfpsim::kTableSelectOffset, SFP_PAGE_A2, 1, &table);
+    if (rc != 0) {
+      return rc;
+    }
+  }
+  return sfpsim::Module::read_cb(module_.get(), offset, page, length, buffer);
 }
 
 sfp_port_ctx *Session::port() const {

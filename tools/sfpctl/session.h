@@ -3,6 +3,7 @@
 #ifndef SFPCTL_SESSION_H
 #define SFPCTL_SESSION_H
 
+#include <array>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -142,6 +143,17 @@ public:
   // After a failed creation: the context the library keeps registered for
   // the module, not initialised (null when there is none).
   sfp_port_ctx *failed_port() const { return failed_port_; }
+  // The module's memory as handed to the port's creation: A0h, then the A2h
+  // lower half and table 0 (only after create_port).
+  const std::array<uint8_t, 512> &creation_image() const { return creation_image_; }
+  // Where the module comes from: "sim:PROFILE" or "image:PATH".
+  std::string source_label() const;
+  // Whether the module's A2h bytes are known: an image of A0h only has none.
+  bool a2_captured() const { return module_ != nullptr && module_->memory().a2_captured; }
+  // Reads module memory as the platform's bus does, without a port: for a
+  // module the library refused. An upper table is selected first (A2h byte
+  // 127), as the library does. Returns 0 or the module's status.
+  int read_module(uint8_t page, uint8_t offset, uint32_t length, uint8_t *buffer);
   const sfpsim::Module *module() const { return module_.get(); }
   sfpsim::Module *module() { return module_.get(); }
   const GlobalOptions &options() const { return options_; }
@@ -174,6 +186,7 @@ private:
   qsa_port_ctx *adapter_port_ = nullptr;
   sfp_rc creation_status_ = SFP_RC_OK;
   std::vector<uint32_t> creation_waits_;
+  std::array<uint8_t, 512> creation_image_{};
   // Real time slept in this run, for the note on long waits.
   uint64_t waited_ms_ = 0;
 };

@@ -19,7 +19,10 @@
 //   112, 113, 116, 117  alarm and warning flags, and 119 bit 1  CDR fault:
 //        latched. A read returns the latched bits and re-arms them from the
 //        live condition, so a persisting condition shows again on the next
-//        read and a transient one is gone after one read;
+//        read and a transient one is gone after one read. A module made from
+//        a memory (a profile or a captured image) takes the bits that memory
+//        holds as persisting conditions: an image shows its flags as
+//        captured on every read;
 //   114  Tx CTLE peaking (read/write), 118 bit 0  power level select
 //        (read/write), 120  Tx CDR and adaptive CTLE enables, rate select
 //        (read/write);
@@ -80,6 +83,9 @@ struct Memory {
   std::array<uint8_t, kA0Size> a0{};
   std::array<uint8_t, kA2LowerSize> a2_lower{};
   std::array<std::array<uint8_t, kTableSize>, kTableCount> tables{};
+  // False for an image that held A0h only: its A2h bytes are zeros that say
+  // nothing about the module.
+  bool a2_captured = true;
 
   friend bool operator==(const Memory &, const Memory &) = default;
 };
@@ -198,6 +204,8 @@ private:
   void after_a2_lower_read(uint32_t start, uint32_t count);
   // One drift step: the measured values and the live flags that follow them.
   void drift_step();
+  // The latched bits the memory holds become persisting conditions.
+  void hold_memory_flags();
 
   Memory memory_{};
   std::optional<Phy> phy_;
