@@ -334,7 +334,7 @@ TEST(SimImage, CapturedFlagsPersistAndAnA0hOnlyImageSaysSo) {
   Module module(memory);
   module.latch_flags(116, 0x08);
   Bytes flags(8);
-  for (const Bytes expected :
+  for (const Bytes &expected :
        {Bytes{0x80, 0, 0, 0, 0x08, 0x40, 0, 0x02}, Bytes{0x80, 0, 0, 0, 0, 0x40, 0, 0x02}}) {
     ASSERT_EQ(Module::read_cb(&module, 112, 1, 8, flags.data()), 0);
     EXPECT_EQ(flags, expected);

@@ -384,7 +384,7 @@ TEST(sfpctlPorts, OneModuleCommandsRunPerPortAndPortListsAreChecked) {
 
   const std::string file = temp_path("ports.txt");
   std::ofstream(file) << "# cages\n\np1 sim:10gbase-sr   # top\np2\n";
-  const ToolRun bad = run_sfpctl("--ports " + file + " check");
+  const ToolRun bad = run_sfpctl("--ports " + file + " status");
   EXPECT_EQ(bad.exit_code, 2);
   EXPECT_NE(bad.err.find(file + ":4: "), std::string::npos) << bad.err;
   std::ofstream(file) << "# cages\n\np1 sim:10gbase-sr   # top\np2 sim:1000base-sx\n";
@@ -393,7 +393,10 @@ TEST(sfpctlPorts, OneModuleCommandsRunPerPortAndPortListsAreChecked) {
   EXPECT_NE(good.out.find("2 ports"), std::string::npos);
   std::filesystem::remove(file);
 
-  EXPECT_EQ(run_sfpctl("--port a=sim:10gbase-sr --port a=sim:1000base-sx check").exit_code, 2);
+  // check's usage errors are its UNKNOWN, not a CRITICAL.
+  EXPECT_EQ(run_sfpctl("--port a=sim:10gbase-sr --port a=sim:1000base-sx check").exit_code, 3);
+  EXPECT_EQ(run_sfpctl("check --no-such-option").exit_code, 3);
+  EXPECT_EQ(run_sfpctl("--port a=sim:10gbase-sr --port a=sim:1000base-sx status").exit_code, 2);
   const ToolRun version = run_sfpctl("--version");
   EXPECT_EQ(version.exit_code, 0);
   EXPECT_TRUE(std::regex_search(

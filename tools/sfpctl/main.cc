@@ -33,6 +33,7 @@ constexpr const char *kFooter =
     "could not be written, 2 usage error.";
 
 constexpr const char *kToolHelp = "sfpctl --help";
+constexpr int kCheckUsage = 3; // check's UNKNOWN
 
 // Commands that change the module or walk through a sequence of their own:
 // with several ports they are refused rather than run on each.
@@ -346,6 +347,13 @@ bool collect_ports(const std::vector<std::string> &given, const std::string &fil
   return true;
 }
 
+// A usage error's exit status: check's own UNKNOWN (3) for check, whose 2
+// means CRITICAL to a monitoring system.
+int usage_exit(const CLI::App &app) {
+  const std::vector<const CLI::App *> chosen = chosen_commands(&app);
+  return !chosen.empty() && chosen.front()->get_name() == "check" ? kCheckUsage : kExitUsage;
+}
+
 int run(int argc, char **argv) {
   CLI::App app{kDescription, "sfpctl"};
   app.set_help_flag("-h,--help", "Print this help and exit");
@@ -438,14 +446,14 @@ int run(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? kExitOk : kExitUsage;
+    return app.exit(error) == 0 ? kExitOk : usage_exit(app);
   }
   if (!fail_at.empty()) {
     options.fail_at = parse_fail_at(fail_at);
   }
   options.module_given = sim->count() > 0 || image->count() > 0;
   if (!collect_ports(port_texts, ports_file, options)) {
-    return kExitUsage;
+    return usage_exit(app);
   }
   for (const Selected &selected : subcommands) {
     if (!selected.subcommand->parsed()) {
