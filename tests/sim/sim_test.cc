@@ -228,8 +228,20 @@ TEST(SimProfiles, EachIsFoundByNameWithValidCheckBytesAndCoherentDiagnostics) {
       for (const std::size_t at : {8 * q, 8 * q + 4, 96 + 2 * q, 8 * q + 6, 8 * q + 2}) {
         levels.push_back(u16(a2 + at) ^ (q == 0 ? 0x8000u : 0u));
       }
-      EXPECT_TRUE(std::ranges::adjacent_find(levels, std::less_equal<>{}) == levels.end())
+      // The limits descend; the flags say where the live value sits (in
+      // range, or beyond a warning or alarm limit, as in the alarm profile).
+      const std::vector<unsigned> limits = {levels[0], levels[1], levels[3], levels[4]};
+      EXPECT_TRUE(std::ranges::adjacent_find(limits, std::less_equal<>{}) == limits.end())
           << "quantity " << q << ": " << ::testing::PrintToString(levels);
+      const unsigned live = levels[2];
+      const std::size_t alarms = q < 4 ? 112 : 113; // warnings 4 bytes on
+      const unsigned high = q < 4 ? 0x80u >> (2 * q) : 0x80u;
+      const auto expect_flags = [&](std::size_t at, bool over, bool under) {
+        EXPECT_EQ(a2[at] & (high | high >> 1), (over ? high : 0u) | (under ? high >> 1 : 0u))
+            << "quantity " << q << " byte " << at << ": " << ::testing::PrintToString(levels);
+      };
+      expect_flags(alarms, live > levels[0], live < levels[4]);
+      expect_flags(alarms + 4, live > levels[1], live < levels[3]);
     }
   }
   EXPECT_EQ(sfpsim::find_profile("no-such-module"), nullptr);
