@@ -356,6 +356,18 @@ Profile sr_25g() {
       "25gbase-sr", "25GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish(), false, {}};
 }
 
+// The memory of a drifting profile holds the values of its first step, so
+// that the first reading shows what the memory says.
+void hold_first_step(Profile &profile) {
+  uint8_t *live = profile.memory.a2_lower.data() + kLiveValues;
+  const uint16_t temperature = raw_temperature(profile.drift->temperature_start_c);
+  const uint16_t rx = raw_power(profile.drift->rx_power_start_dbm);
+  live[0] = static_cast<uint8_t>(temperature >> 8);
+  live[1] = static_cast<uint8_t>(temperature & 0xff);
+  live[8] = static_cast<uint8_t>(rx >> 8);
+  live[9] = static_cast<uint8_t>(rx & 0xff);
+}
+
 // The 25G SR optic running warm and losing light: its temperature climbs 2 C
 // per reading from 66 C (high warning 75 C from the 5th reading on, high
 // alarm 80 C from the 8th) while its receive power fades 0.5 dB per reading
@@ -368,6 +380,7 @@ Profile sr_25g_drift() {
   profile.memory.a0[kVendorSn + 11] = '1'; // its own serial, SIM260304041
   fix_checksums(profile.memory);
   profile.drift = Drift{66.0, 2.0, -2.0, -0.5, 24};
+  hold_first_step(profile);
   return profile;
 }
 
@@ -381,6 +394,10 @@ Profile sr_25g_rx_alarm() {
   profile.memory.a0[kVendorSn + 11] = '2'; // its own serial, SIM260304042
   fix_checksums(profile.memory);
   profile.drift = Drift{41.2, 0.0, -14.0, 0.0, 0};
+  hold_first_step(profile);
+  // Rx power low alarm (byte 113 bit 6) and low warning (byte 117 bit 6).
+  profile.memory.a2_lower[113] = 0x40;
+  profile.memory.a2_lower[117] = 0x40;
   return profile;
 }
 

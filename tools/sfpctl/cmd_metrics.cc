@@ -27,10 +27,8 @@ public:
                    "same directory, synced and renamed), for the node exporter's textfile "
                    "collector (name it *.prom)")
         ->type_name("PATH");
-    CLI::Option *interval = nullptr;
     repeat_.add_options(sub, "scrapes", true);
-    interval = sub.get_option("--interval");
-    interval_ = interval;
+    interval_ = sub.get_option("--interval");
     sub.footer("Reads every port once per scrape with the library's status snapshot; a module "
                "is identified once when it is inserted. Ports: --port NAME=SOURCE, --ports "
                "FILE; without them three embedded simulated ports. A port that is absent, "
