@@ -21,6 +21,12 @@ packages=(
   abigail-tools
 )
 
+# promtool (package prometheus, large) checks sfpctl's metrics output in the
+# tests only: installed when the tests ask for it.
+if [[ ${SFPDRV_TEST_PROMETHEUS:-0} == 1 ]]; then
+  packages+=(prometheus)
+fi
+
 missing=()
 for package in "${packages[@]}"; do
   status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)

@@ -6,7 +6,8 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-"$root/scripts/bootstrap.sh"
+# The tests check sfpctl's metrics with promtool.
+SFPDRV_TEST_PROMETHEUS=1 "$root/scripts/bootstrap.sh"
 
 if (($# == 0)); then
   set -- default

@@ -3,6 +3,7 @@
 #include "sfpsim/module.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace sfpsim {
@@ -84,10 +85,83 @@ Module::Module(const Memory &memory) : memory_(memory) {
   hold_memory_flags();
 }
 
-Module::Module(const Profile &profile) : memory_(profile.memory) {
+Module::Module(const Profile &profile) : memory_(profile.memory), drift_(profile.drift) {
   hold_memory_flags();
   if (profile.has_phy) {
     attach_phy();
+  }
+}
+
+void Module::set_drift(const Drift &drift) {
+  drift_ = drift;
+  drift_steps_ = 0;
+}
+
+namespace {
+
+constexpr uint32_t kThresholds =
+    0; // 5 quantities x (high alarm, low alarm, high warning, low warning)
+constexpr uint32_t kMeasured = 96; // temperature, Vcc, bias, Tx power, Rx power
+constexpr uint32_t kQuantities = 5;
+constexpr uint8_t kAlarmFlags = 112;
+constexpr uint8_t kWarningFlags = 116;
+
+uint16_t word_at(const uint8_t *bytes) {
+  return static_cast<uint16_t>((bytes[0] << 8) | bytes[1]);
+}
+
+void put_word(uint8_t *bytes, uint16_t value) {
+  bytes[0] = static_cast<uint8_t>(value >> 8);
+  bytes[1] = static_cast<uint8_t>(value & 0xff);
+}
+
+// A monitor word as a number that orders like the value: the temperature is
+// signed, the others are not.
+int32_t ordered(uint32_t quantity, uint16_t word) {
+  return quantity == 0 ? static_cast<int16_t>(word) : word;
+}
+
+// Flags of a byte pair (112, 113 or 116, 117): quantity q's high flag is
+// bit 2q of the pair counted from the top bit of the first byte, its low
+// flag the bit after it.
+void set_flag(std::array<uint8_t, 2> &pair, uint32_t bit) {
+  pair[bit / 8] = static_cast<uint8_t>(pair[bit / 8] | (0x80u >> (bit % 8)));
+}
+
+} // namespace
+
+void Module::drift_step() {
+  const Drift &drift = *drift_;
+  const uint64_t n = drift.period != 0 ? drift_steps_ % drift.period : drift_steps_;
+  ++drift_steps_;
+  uint8_t *a2 = memory_.a2_lower.data();
+  const double celsius =
+      drift.temperature_start_c + drift.temperature_step_c * static_cast<double>(n);
+  const long temperature = std::clamp(std::lround(celsius * 256.0), -32768L, 32767L);
+  put_word(a2 + kMeasured, static_cast<uint16_t>(static_cast<int16_t>(temperature)));
+  const double dbm = drift.rx_power_start_dbm + drift.rx_power_step_db * static_cast<double>(n);
+  const long rx = std::clamp(std::lround(std::pow(10.0, dbm / 10.0) * 10000.0), 0L, 65535L);
+  put_word(a2 + kMeasured + 8, static_cast<uint16_t>(rx));
+
+  std::array<uint8_t, 2> alarms{};
+  std::array<uint8_t, 2> warnings{};
+  for (uint32_t q = 0; q < kQuantities; ++q) {
+    const uint8_t *limits = a2 + kThresholds + 8 * q;
+    const int32_t value = ordered(q, word_at(a2 + kMeasured + 2 * q));
+    if (value > ordered(q, word_at(limits))) {
+      set_flag(alarms, 2 * q);
+    } else if (value < ordered(q, word_at(limits + 2))) {
+      set_flag(alarms, 2 * q + 1);
+    }
+    if (value > ordered(q, word_at(limits + 4))) {
+      set_flag(warnings, 2 * q);
+    } else if (value < ordered(q, word_at(limits + 6))) {
+      set_flag(warnings, 2 * q + 1);
+    }
+  }
+  for (uint8_t i = 0; i < 2; ++i) {
+    set_live_flags(static_cast<uint8_t>(kAlarmFlags + i), alarms[i]);
+    set_live_flags(static_cast<uint8_t>(kWarningFlags + i), warnings[i]);
   }
 }
 
@@ -376,6 +450,9 @@ int Module::transfer(Bus bus, uint8_t offset, uint8_t page, uint32_t length, uin
   } else if (!in_range) {
     status = kRangeError;
   } else if (length > 0) {
+    if (drift_ && page == 1 && start <= kMeasured && start + length > kMeasured) {
+      drift_step();
+    }
     serve(length, true);
   }
 

@@ -291,7 +291,8 @@ Profile sx_1g() {
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x01);
   b.diagnostics(dom).maker_area("SIMLABCLE1", "74-0529-01", "PX-SFP-1G-SX");
-  return {"1000base-sx", "1000BASE-SX, 850 nm multimode, LC, with diagnostics", b.finish()};
+  return {
+      "1000base-sx", "1000BASE-SX, 850 nm multimode, LC, with diagnostics", b.finish(), false, {}};
 }
 
 Profile sr_10g() {
@@ -313,7 +314,8 @@ Profile sr_10g() {
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
   b.diagnostics(dom).maker_area("SIMLABCLE2", "74-0594-02", "PX-SFP-10G-SR");
-  return {"10gbase-sr", "10GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
+  return {
+      "10gbase-sr", "10GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish(), false, {}};
 }
 
 Profile dac_10g() {
@@ -326,7 +328,8 @@ Profile dac_10g() {
   b.a0(kWavelength, 0x01).a0(kWavelength + 1, 0x00);
   // Vendor code 0x80: the 1 m cable of the SFP+ copper family.
   b.vendor_code(0x80).copper_pid("PX-SFP-10G-CU1M");
-  return {"10g-dac-1m", "10G passive copper cable, 1 m, no diagnostics memory", b.finish()};
+  return {
+      "10g-dac-1m", "10G passive copper cable, 1 m, no diagnostics memory", b.finish(), false, {}};
 }
 
 Profile sr_25g() {
@@ -349,7 +352,53 @@ Profile sr_25g() {
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
   b.diagnostics(dom).maker_area("SIMLABCLE4", "74-0784-01", "PX-SFP28-25G-SR");
-  return {"25gbase-sr", "25GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish()};
+  return {
+      "25gbase-sr", "25GBASE-SR, 850 nm multimode, LC, with diagnostics", b.finish(), false, {}};
+}
+
+// The memory of a drifting profile holds the values of its first step, so
+// that the first reading shows what the memory says.
+void hold_first_step(Profile &profile) {
+  uint8_t *live = profile.memory.a2_lower.data() + kLiveValues;
+  const uint16_t temperature = raw_temperature(profile.drift->temperature_start_c);
+  const uint16_t rx = raw_power(profile.drift->rx_power_start_dbm);
+  live[0] = static_cast<uint8_t>(temperature >> 8);
+  live[1] = static_cast<uint8_t>(temperature & 0xff);
+  live[8] = static_cast<uint8_t>(rx >> 8);
+  live[9] = static_cast<uint8_t>(rx & 0xff);
+}
+
+// The 25G SR optic running warm and losing light: its temperature climbs 2 C
+// per reading from 66 C (high warning 75 C from the 5th reading on, high
+// alarm 80 C from the 8th) while its receive power fades 0.5 dB per reading
+// from -2.0 dBm; after 24 readings it starts over.
+Profile sr_25g_drift() {
+  Profile profile = sr_25g();
+  profile.name = "25gbase-sr-drift";
+  profile.description = "25GBASE-SR whose temperature climbs into its warning and alarm and whose "
+                        "Rx power fades, one step per reading";
+  profile.memory.a0[kVendorSn + 11] = '1'; // its own serial, SIM260304041
+  fix_checksums(profile.memory);
+  profile.drift = Drift{66.0, 2.0, -2.0, -0.5, 24};
+  hold_first_step(profile);
+  return profile;
+}
+
+// The 25G SR optic with almost no light: Rx power -14.0 dBm, below its low
+// alarm (-12.4 dBm) and low warning (-10.3 dBm), both flags raised.
+Profile sr_25g_rx_alarm() {
+  Profile profile = sr_25g();
+  profile.name = "25gbase-sr-rx-alarm";
+  profile.description = "25GBASE-SR with Rx power below its low alarm, its alarm and warning flags "
+                        "raised";
+  profile.memory.a0[kVendorSn + 11] = '2'; // its own serial, SIM260304042
+  fix_checksums(profile.memory);
+  profile.drift = Drift{41.2, 0.0, -14.0, 0.0, 0};
+  hold_first_step(profile);
+  // Rx power low alarm (byte 113 bit 6) and low warning (byte 117 bit 6).
+  profile.memory.a2_lower[113] = 0x40;
+  profile.memory.a2_lower[117] = 0x40;
+  return profile;
 }
 
 Profile tunable_dwdm() {
@@ -378,8 +427,11 @@ Profile tunable_dwdm() {
   b.table_u16(2, 136, 196).table_u16(2, 138, 1000);
   b.table_u16(2, 140, 500); // 50 GHz grid
   b.table_u16(2, 144, 1);
-  return {"10g-tunable-dwdm", "10G tunable DWDM, 191.35 to 196.10 THz on a 50 GHz grid, 80 km",
-          b.finish()};
+  return {"10g-tunable-dwdm",
+          "10G tunable DWDM, 191.35 to 196.10 THz on a 50 GHz grid, 80 km",
+          b.finish(),
+          false,
+          {}};
 }
 
 // A copper module: no diagnostics, its PID in A0h, and a PHY on its bus.
@@ -390,7 +442,8 @@ Profile base_t_1g() {
   b.a0(kLengthOm4OrCopper, 100);
   b.vendor("SL-1GT", "A1", "SIM26030606", "260320");
   b.copper_pid("PX-SFP-1G-T");
-  return {"1000base-t", "1000BASE-T copper, RJ45, with a PHY, no diagnostics", b.finish(), true};
+  return {
+      "1000base-t", "1000BASE-T copper, RJ45, with a PHY, no diagnostics", b.finish(), true, {}};
 }
 
 // A dual-rate optic: it identifies as 25GBASE-SR (and also sets the 10G SR
@@ -416,8 +469,11 @@ Profile sr_10g_25g_multirate() {
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions).a0(kMultiRate, 3);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x08);
   b.diagnostics(dom).maker_area("SIMLABCLE7", "74-0806-01", "PX-SFP-25G10G-SR");
-  return {"10-25g-sr-multirate", "10/25G dual-rate SR, 850 nm multimode, LC, with diagnostics",
-          b.finish()};
+  return {"10-25g-sr-multirate",
+          "10/25G dual-rate SR, 850 nm multimode, LC, with diagnostics",
+          b.finish(),
+          false,
+          {}};
 }
 
 Profile dac_25g() {
@@ -429,7 +485,8 @@ Profile dac_25g() {
   b.vendor("SL-25GCU-1M", "A1", "SIM26030808", "260322");
   b.a0(kWavelength, 0x01).a0(kWavelength + 1, 0x00);
   b.vendor_code(0x80).copper_pid("PX-SFP28-25G-CU1M");
-  return {"25g-dac-1m", "25G passive copper cable, 1 m, no diagnostics memory", b.finish()};
+  return {
+      "25g-dac-1m", "25G passive copper cable, 1 m, no diagnostics memory", b.finish(), false, {}};
 }
 
 // A fixed-wavelength DWDM optic: DWDM identifier, no compliance bits; the
@@ -454,8 +511,11 @@ Profile dwdm_10g_ch44() {
   b.a0_u16(kWavelength, 1542).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
   b.diagnostics(dom).maker_area("SIMLABCLE9", "74-0719-01", "PX-SFP-10G-DW44");
-  return {"10g-dwdm-ch44", "10G DWDM, ITU channel 44 (1542.14 nm, 100 GHz grid), 80 km",
-          b.finish()};
+  return {"10g-dwdm-ch44",
+          "10G DWDM, ITU channel 44 (1542.14 nm, 100 GHz grid), 80 km",
+          b.finish(),
+          false,
+          {}};
 }
 
 // Fibre Channel: no Ethernet codes and no vendor code; bytes 7..10 say short
@@ -481,8 +541,11 @@ Profile fc_8g_sw() {
   b.a0_u16(kWavelength, 850).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
   b.diagnostics(dom).maker_area("SIMLABCLE0", "74-0774-01", "PX-SFP-FC8G-SW");
-  return {"8gfc-sw", "8G Fibre Channel shortwave, 850 nm multimode, LC, with diagnostics",
-          b.finish()};
+  return {"8gfc-sw",
+          "8G Fibre Channel shortwave, 850 nm multimode, LC, with diagnostics",
+          b.finish(),
+          false,
+          {}};
 }
 
 // A BiDi optic, upstream side: it sends at 1310 nm and receives at 1490 nm
@@ -507,8 +570,11 @@ Profile bx_u_1g() {
   b.a0_u16(kWavelength, 1310).a0(kOptions + 1, kPinOptions);
   b.a0(kDiagType, kDiagInternal).a0(kEnhancedOptions, kSoftControls).a0(kDiagRevision, 0x05);
   b.diagnostics(dom).maker_area("SIMLABCLE8", "74-0521-01", "PX-SFP-1G-BX10U");
-  return {"1000base-bx-u", "1000BASE-BX10 upstream BiDi, 1310 nm out, 1490 nm in, 10 km",
-          b.finish()};
+  return {"1000base-bx-u",
+          "1000BASE-BX10 upstream BiDi, 1310 nm out, 1490 nm in, 10 km",
+          b.finish(),
+          false,
+          {}};
 }
 
 // An externally calibrated optic: its monitor words are A/D counts, which
@@ -538,7 +604,10 @@ Profile lx_1g_extcal() {
   // Maker flags: commercial range, temperature compensated, 1 W; -5 to 70 C.
   b.table_u16(0, 152, 0x5AFB).table_u16(0, 154, 0x4600);
   return {"1000base-lx-extcal",
-          "1000BASE-LX, 1310 nm single-mode, LC, externally calibrated diagnostics", b.finish()};
+          "1000BASE-LX, 1310 nm single-mode, LC, externally calibrated diagnostics",
+          b.finish(),
+          false,
+          {}};
 }
 
 // A 25G single-mode optic that runs too hot and receives too little light:
@@ -568,11 +637,14 @@ Profile lr_25g_alarm() {
   b.a2_flags(112, 0x80).a2_flags(116, 0x80).a2_flags(117, 0x40);
   return {"25gbase-lr-alarm",
           "25GBASE-LR, 1310 nm single-mode, 10 km, running hot with low receive power: in alarm",
-          b.finish()};
+          b.finish(),
+          false,
+          {}};
 }
 
 Profile blank() {
-  return {"blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}};
+  return {
+      "blank", "unprogrammed module: every byte zero, no valid check bytes", Memory{}, false, {}};
 }
 
 uint8_t sum(const uint8_t *first, const uint8_t *last) {
@@ -613,10 +685,10 @@ void fix_diag_checksum(Memory &memory) {
 
 const std::vector<Profile> &profiles() {
   static const std::vector<Profile> all{
-      sx_1g(),        sr_10g(),        dac_10g(),  sr_25g(),
-      tunable_dwdm(), base_t_1g(),     bx_u_1g(),  sr_10g_25g_multirate(),
-      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(), lx_1g_extcal(),
-      lr_25g_alarm(), blank()};
+      sx_1g(),        sr_10g(),        dac_10g(),      sr_25g(),
+      tunable_dwdm(), base_t_1g(),     bx_u_1g(),      sr_10g_25g_multirate(),
+      dac_25g(),      dwdm_10g_ch44(), fc_8g_sw(),     lx_1g_extcal(),
+      lr_25g_alarm(), blank(),         sr_25g_drift(), sr_25g_rx_alarm()};
   return all;
 }
 

@@ -159,7 +159,7 @@ TEST(sfpctlUsage, BadCommandLinesGiveOneLineNamingTheValueAndExitTwo) {
     spaced += " y";
   }
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"", "a command is needed: profiles, .* or qsa\\. Run 'sfpctl --help'"},
+      {"", "a command is needed: profiles, .* or check\\. Run 'sfpctl --help'"},
       {"ctle", "ctle needs one of on, off or peaking\\. Run 'sfpctl ctle --help'"},
       {"-- read 0 0 1", "'--' ends the options, so it goes after the command"},
       // A global option's error names the tool's help, a nested command's its own.

@@ -78,6 +78,9 @@ std::unique_ptr<Command> make_report_command();
 std::unique_ptr<Command> make_status_command();
 std::unique_ptr<Command> make_info_command();
 std::unique_ptr<Command> make_debug_command();
+std::unique_ptr<Command> make_monitor_command();
+std::unique_ptr<Command> make_metrics_command();
+std::unique_ptr<Command> make_check_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

@@ -12,7 +12,9 @@
 
 #include "command.h"
 #include "number_arg.h"
+#include "ports.h"
 #include "session.h"
+#include "sfpctl_version.h"
 #include "sfpsim/module.h"
 #include "status_text.h"
 #include "terminal_text.h"
@@ -31,6 +33,35 @@ constexpr const char *kFooter =
     "could not be written, 2 usage error.";
 
 constexpr const char *kToolHelp = "sfpctl --help";
+constexpr int kCheckUsage = 3; // check's UNKNOWN
+
+// Commands that change the module or walk through a sequence of their own:
+// with several ports they are refused rather than run on each.
+constexpr std::string_view kOnePortCommands[] = {"write",     "tune",        "tx",    "cdr",
+                                                 "ctle",      "power-class", "admin", "phy",
+                                                 "phy-speed", "create",      "qsa"};
+
+bool one_port_only(std::string_view command) {
+  return std::find(std::begin(kOnePortCommands), std::end(kOnePortCommands), command) !=
+         std::end(kOnePortCommands);
+}
+
+// The module options of a port's SOURCE for a command that runs on one
+// module; false (with one line printed) for a source it cannot take.
+bool take_source(const PortSpec &port, GlobalOptions &options) {
+  if (port.source.starts_with("sim:") && sfpsim::find_profile(port.source.substr(4)) != nullptr) {
+    options.profile = port.source.substr(4);
+    options.image_path.clear();
+    return true;
+  }
+  if (port.source.starts_with("image:") && port.source.size() > 6) {
+    options.image_path = port.source.substr(6);
+    return true;
+  }
+  print_error("port " + echoed(port.name) + ": unknown source '" + echoed(port.source) +
+              "' (sim:PROFILE or image:PATH)");
+  return false;
+}
 
 // The first left-over word that looks like an option ("-x", "--name",
 // "--name=value"; not a negative number), or an empty view.
@@ -269,9 +300,66 @@ int run_command(Command &command, GlobalOptions options) {
   return exit_code;
 }
 
+// Runs a command that works on one module once per port, each after a
+// "== NAME ==" line; the exit status is the worst of the runs.
+int run_per_port(Command &command, const GlobalOptions &options) {
+  if (options.ports.size() > 1 && one_port_only(command.name())) {
+    print_error(std::string(command.name()) +
+                " works on one module: give one --port (monitor, metrics and check watch "
+                "several). Run 'sfpctl --help' for more information.");
+    return kExitUsage;
+  }
+  int exit_code = kExitOk;
+  for (const PortSpec &port : options.ports) {
+    GlobalOptions one = options;
+    if (options.ports.size() > 1) {
+      std::printf("== %s ==\n", printable(port.name).c_str());
+      flush_standard_output();
+    }
+    const int code = take_source(port, one) ? run_command(command, one) : kExitFailure;
+    exit_code = std::max(exit_code, code);
+  }
+  return exit_code;
+}
+
+// The ports of --port and --ports, in that order; false (with one usage
+// line printed) for a malformed one.
+bool collect_ports(const std::vector<std::string> &given, const std::string &file,
+                   GlobalOptions &options) {
+  std::string error;
+  for (const std::string &text : given) {
+    std::optional<PortSpec> port = parse_port(text, error);
+    if (!port) {
+      std::fputs(usage_line("--port: " + error, kToolHelp).c_str(), stderr);
+      return false;
+    }
+    options.ports.push_back(std::move(*port));
+  }
+  if (!file.empty() && !read_ports_file(file, options.ports, error)) {
+    std::fputs(usage_line("--ports: " + error, kToolHelp).c_str(), stderr);
+    return false;
+  }
+  error = duplicate_port_error(options.ports);
+  if (!error.empty()) {
+    std::fputs(usage_line(error, kToolHelp).c_str(), stderr);
+    return false;
+  }
+  return true;
+}
+
+// A usage error's exit status: check's own UNKNOWN (3) for check, whose 2
+// means CRITICAL to a monitoring system.
+int usage_exit(const CLI::App &app) {
+  const std::vector<const CLI::App *> chosen = chosen_commands(&app);
+  return !chosen.empty() && chosen.front()->get_name() == "check" ? kCheckUsage : kExitUsage;
+}
+
 int run(int argc, char **argv) {
   CLI::App app{kDescription, "sfpctl"};
   app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("--version",
+                       "sfpctl " SFPDRV_VERSION_TEXT " (sfpdrv library " SFPDRV_VERSION_TEXT ")",
+                       "Print the version of sfpctl and of the sfpdrv library and exit");
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
@@ -292,6 +380,24 @@ int run(int argc, char **argv) {
                      "'ethtool -m IFNAME hex on' dump")
           ->type_name("FILE");
   sim->excludes(image);
+  std::vector<std::string> port_texts;
+  CLI::Option *port =
+      app.add_option("--port", port_texts,
+                     "A named port: NAME=SOURCE, SOURCE sim:PROFILE or image:PATH (repeatable). "
+                     "monitor, metrics and check watch all ports; other commands run once per "
+                     "port under a '== NAME ==' line, and those that change the module take "
+                     "one port only")
+          ->type_name("NAME=SOURCE")
+          ->allow_extra_args(false);
+  std::string ports_file;
+  CLI::Option *ports =
+      app.add_option("--ports", ports_file,
+                     "Named ports from a file: one 'NAME SOURCE' per line, '#' comments")
+          ->type_name("FILE");
+  for (CLI::Option *module : {sim, image}) {
+    module->excludes(port);
+    module->excludes(ports);
+  }
   app.add_option("--rate", options.rate_code,
                  "Operating rate of the port, which picks the rate of a multi-rate module: "
                  "10g, 25g (default) or 50g")
@@ -340,15 +446,23 @@ int run(int argc, char **argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
-    return app.exit(error) == 0 ? kExitOk : kExitUsage;
+    return app.exit(error) == 0 ? kExitOk : usage_exit(app);
   }
   if (!fail_at.empty()) {
     options.fail_at = parse_fail_at(fail_at);
   }
+  options.module_given = sim->count() > 0 || image->count() > 0;
+  if (!collect_ports(port_texts, ports_file, options)) {
+    return usage_exit(app);
+  }
   for (const Selected &selected : subcommands) {
-    if (selected.subcommand->parsed()) {
+    if (!selected.subcommand->parsed()) {
+      continue;
+    }
+    if (options.ports.empty() || selected.command->port_use() == PortUse::None) {
       return run_command(*selected.command, options);
     }
+    return run_per_port(*selected.command, options);
   }
   print_error("no command given. Run 'sfpctl --help' for more information.");
   return kExitUsage;

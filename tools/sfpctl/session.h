@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/evm.h"
+#include "ports.h"
 #include "sfpdrv/sfpdrv.h"
 #include "sfpsim/adapter.h"
 #include "sfpsim/module.h"
@@ -75,6 +76,9 @@ struct GlobalOptions {
   bool qsa = false;
   // The adapter starts with no SFP seated (the module waits to be inserted).
   bool qsa_empty = false;
+  // Named ports (--port, --ports); and whether --sim or --image was given.
+  std::vector<PortSpec> ports;
+  bool module_given = false;
 };
 
 // Prints "sfpctl: TEXT" as one line on standard error: bytes that are not

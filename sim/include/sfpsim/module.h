@@ -92,6 +92,22 @@ struct Memory {
 
 struct Profile;
 
+// Live values that change from one reading to the next, so that a monitor
+// can be watched without hardware. Each read of A2h that covers the first
+// measured value (byte 96) first moves the module one step on: temperature
+// and receive power become start + step x n (n counts such reads from 0 and
+// starts over after `period` steps; 0: never), and the live alarm and
+// warning conditions of all five quantities follow the measured values
+// against the module's own thresholds. The steps are per read, not per
+// second, so that a test sees the same values on every run.
+struct Drift {
+  double temperature_start_c = 0;
+  double temperature_step_c = 0;
+  double rx_power_start_dbm = 0;
+  double rx_power_step_db = 0;
+  uint32_t period = 0;
+};
+
 class Module {
 public:
   Module() = default;
@@ -141,6 +157,11 @@ public:
   void set_live_flags(uint8_t a2_offset, uint8_t bits);
   // A transient condition: latched bits that the next read clears.
   void latch_flags(uint8_t a2_offset, uint8_t bits);
+  // Makes the measured values drift (see Drift) from the next read on.
+  void set_drift(const Drift &drift);
+  // Reads of the measured values so far while drifting.
+  uint64_t drift_steps() const { return drift_steps_; }
+
   // The TX_DISABLE pin (A2h 110 bit 7).
   void set_tx_disable_pin(bool asserted);
   // The transmitter is on while neither the pin nor the soft disable is set.
@@ -185,6 +206,8 @@ private:
   // a read re-arms latches and counts towards data ready.
   void write_a2_lower(uint32_t start, const uint8_t *bytes, uint32_t count);
   void after_a2_lower_read(uint32_t start, uint32_t count);
+  // One drift step: the measured values and the live flags that follow them.
+  void drift_step();
   // The latched bits the memory holds become persisting conditions.
   void hold_memory_flags();
 
@@ -196,6 +219,8 @@ private:
   uint32_t reads_until_ready_ = 0;
   uint64_t accesses_ = 0;
   bool logging_ = true;
+  std::optional<Drift> drift_;
+  uint64_t drift_steps_ = 0;
 };
 
 // A ready-made module.
@@ -203,7 +228,8 @@ struct Profile {
   std::string name;
   std::string description;
   Memory memory;
-  bool has_phy = false; // a copper module with a PHY on its bus
+  bool has_phy = false;       // a copper module with a PHY on its bus
+  std::optional<Drift> drift; // measured values that change per reading
 };
 
 // All ready-made profiles, in a stable order.
