@@ -312,6 +312,12 @@ Expect creation(std::size_t i, const Tokens &clean) {
   return kPassed;
 }
 
+// A status snapshot's bit-bang re-read of set flags is only traced: the
+// snapshot goes on with the flags it read first.
+Expect status_rule(std::size_t i, const Tokens &clean) {
+  return clean[i][0] == 'b' ? kIgnored : passed(i, clean);
+}
+
 struct OpCase {
   const char *name;
   Operation op;
@@ -348,7 +354,7 @@ const std::vector<OpCase> &operations() {
       {"tune", tune},
       {"multi_rate", multi_rate},
       {"hw_status", hw_status},
-      {"hw_status_bitbang", hw_status, passed, true},
+      {"hw_status_bitbang", hw_status, status_rule, true},
       {"dom_info", dom_info},
       {"hw_info", hw_info},
       {"debug_info", debug_info},
