@@ -5,6 +5,7 @@
 #define SFPCTL_COMMAND_H
 
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -43,6 +44,10 @@ public:
   virtual std::string_view why_not_behind_adapter() const {
     return "the adapter does not pass it on to the SFP";
   }
+  // What the command will change in the module, for the question asked
+  // before a change to a real module ("switch the transmitter off (A2h
+  // byte 110)"); empty for a command that only reads.
+  virtual std::string planned_change() const { return {}; }
   // Adds what the command's own options say about the module and the port
   // to the global options, before either is made.
   virtual void configure(GlobalOptions &) const {}
@@ -74,6 +79,7 @@ std::unique_ptr<Command> make_report_command();
 std::unique_ptr<Command> make_status_command();
 std::unique_ptr<Command> make_info_command();
 std::unique_ptr<Command> make_debug_command();
+std::unique_ptr<Command> make_dump_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();
