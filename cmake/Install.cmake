@@ -1,6 +1,7 @@
 # Installation: public and platform headers, the shared and static libraries
 # of sfpdrv and of the platform layer, a pkg-config file and a CMake package
-# (find_package(sfpdrv) gives sfpdrv::sfpdrv and sfpdrv::sfpdrv_static).
+# (find_package(sfpdrv) gives sfpdrv::sfpdrv and sfpdrv::sfpdrv_static), and
+# on Linux the backends library libsfpdrv-linux (sfpdrv::linux).
 # The simulated module, the tool, the tests and the benchmarks are not
 # installed.
 include(CMakePackageConfigHelpers)
@@ -29,6 +30,14 @@ install(TARGETS sfpdrv sfpdrv_static sfpdrv_platform sfpdrv_platform_static
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT sfpdrv_runtime
                 NAMELINK_COMPONENT sfpdrv_development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT sfpdrv_development)
+
+# The Linux backends library (sfpdrv::linux, pkg-config sfpdrv-linux).
+if(TARGET sfpdrv_linux)
+  install(TARGETS sfpdrv_linux
+          EXPORT sfpdrvTargets
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT sfpdrv_runtime
+                  NAMELINK_COMPONENT sfpdrv_development)
+endif()
 
 install(EXPORT sfpdrvTargets
         FILE sfpdrvTargets.cmake
@@ -69,3 +78,10 @@ configure_file(${CMAKE_CURRENT_LIST_DIR}/sfpdrv.pc.in ${PROJECT_BINARY_DIR}/sfpd
 install(FILES ${PROJECT_BINARY_DIR}/sfpdrv.pc
         DESTINATION ${SFPDRV_INSTALL_PKGCONFIGDIR}
         COMPONENT sfpdrv_development)
+if(TARGET sfpdrv_linux)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/sfpdrv-linux.pc.in ${PROJECT_BINARY_DIR}/sfpdrv-linux.pc
+                 @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/sfpdrv-linux.pc
+          DESTINATION ${SFPDRV_INSTALL_PKGCONFIGDIR}
+          COMPONENT sfpdrv_development)
+endif()
