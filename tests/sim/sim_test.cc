@@ -261,15 +261,34 @@ std::string reference(std::size_t size) {
   return out;
 }
 
-enum class Style { Plain, Prefixed, Ethtool };
+enum class Style { Plain, Prefixed, Ethtool, Read, I2cdump };
 
 // Bytes as text, `per_line` a line: plain lower-case hex, "0xAB" with CRLF
-// line ends, or an ethtool dump with its header and offset labels.
+// line ends, an ethtool dump with its header and offset labels, sfpctl
+// read's dump (A0h, then A2h from offset 0 again, each line with its text
+// column) or i2cdump's output (a header row and 16 rows per address).
 std::string as_text(const std::string &bytes, std::size_t per_line, Style style) {
   const bool ethtool = style == Style::Ethtool;
   const bool prefixed = style == Style::Prefixed;
-  const char *line_end = prefixed ? "\r\n" : ethtool ? " \n" : "\n";
   std::string out = ethtool ? "Offset\t\tValues\n------\t\t------\n" : "";
+  if (style == Style::Read || style == Style::I2cdump) {
+    for (std::size_t i = 0; i < bytes.size(); i += 16) {
+      char label[32];
+      if (style == Style::I2cdump && i % 256 == 0) {
+        out += "     0  1  2  3  4  5  6  7  8  9  a  b  c  d  e  f    0123456789abcdef\n";
+      }
+      (void)std::snprintf(label, sizeof label,
+                          style == Style::Read ? "0x%04zx: " : "%02zx:", i % 256);
+      out += label;
+      for (std::size_t j = i; j < i + 16; ++j) {
+        (void)std::snprintf(label, sizeof label, " %02x", static_cast<uint8_t>(bytes[j]));
+        out += label;
+      }
+      out += style == Style::Read ? "  |. .|x|\n" : "    .. ..\n";
+    }
+    return out;
+  }
+  const char *line_end = prefixed ? "\r\n" : ethtool ? " \n" : "\n";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     char label[32];
     char text[64];
@@ -305,7 +324,61 @@ TEST(SimImage, LoadsEveryFormatAtBothSizes) {
     EXPECT_EQ(load(as_text(bytes, 16, Style::Plain)), image);
     EXPECT_EQ(load(as_text(bytes, 7, Style::Prefixed)), image);
     EXPECT_EQ(load(as_text(bytes, 16, Style::Ethtool)), image);
+    EXPECT_EQ(load(as_text(bytes, 16, Style::Read)), image);
+    EXPECT_EQ(load(as_text(bytes, 16, Style::I2cdump)), image);
   }
+  // i2cdump's XX, a byte it could not read, is 0.
+  std::string unread = as_text(reference(256), 16, Style::I2cdump);
+  unread.replace(unread.find("00:") + 4, 2, "XX");
+  EXPECT_EQ(load(unread).substr(0, 2), std::string(1, '\0') + reference(256)[1]);
+}
+
+// sfpctl's dump holds every table: the memory comes back byte for byte, and
+// a dump of A0h alone leaves A2h zero.
+TEST(SimImage, ReadsItsOwnDumpBackWithEveryTable) {
+  Memory memory;
+  const std::string bytes = reference(256 + 128 * 5);
+  std::copy_n(bytes.begin(), 256, memory.a0.begin());
+  std::copy_n(bytes.begin() + 256, 128, memory.a2_lower.begin());
+  for (std::size_t t = 0; t < 4; ++t) {
+    std::copy_n(bytes.begin() + 384 + 128 * static_cast<std::ptrdiff_t>(t), 128,
+                memory.tables[t].begin());
+  }
+  auto section = [](const char *name, std::span<const uint8_t> data, std::size_t first) {
+    std::string out = std::string(name) + ":\n";
+    for (std::size_t i = 0; i < data.size(); ++i) {
+      char text[16];
+      if (i % 16 == 0) {
+        (void)std::snprintf(text, sizeof text, "0x%02zx:", first + i);
+        out += text;
+      }
+      (void)std::snprintf(text, sizeof text, " %02x", static_cast<unsigned>(data[i]));
+      out += text;
+      out += i % 16 == 15 ? "\n" : "";
+    }
+    return out;
+  };
+  std::string dump =
+      "# comment\n" + section("A0h", memory.a0, 0) + section("A2h", memory.a2_lower, 0);
+  const std::string a0_only = dump.substr(0, dump.find("A2h:"));
+  // Tables in any order.
+  for (const std::size_t t : {2u, 0u, 3u, 1u}) {
+    dump += section(("A2h table " + std::to_string(t)).c_str(), memory.tables[t], 128);
+  }
+  const std::string path = ::testing::TempDir() + "sfpsim_dump_" + std::to_string(::getpid());
+  std::string error;
+  std::ofstream(path) << dump;
+  EXPECT_EQ(sfpsim::load_image_file(path, error), memory) << error;
+  std::ofstream(path) << a0_only;
+  Memory a0{};
+  a0.a0 = memory.a0;
+  EXPECT_EQ(sfpsim::load_image_file(path, error), a0) << error;
+  std::string cut = dump;
+  cut.erase(cut.find("0x70:", cut.find("A2h:")), 54);
+  std::ofstream(path) << cut;
+  EXPECT_FALSE(sfpsim::load_image_file(path, error));
+  EXPECT_NE(error.find("dump (line 27: section ends early)"), std::string::npos) << error;
+  (void)std::remove(path.c_str());
 }
 
 TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
@@ -313,18 +386,25 @@ TEST(SimImage, ReportsWhatIsWrongInOneLineNamingTheFile) {
   gap.replace(gap.find("0x0020:"), 7, "0x0030:");
   std::string long_line = as_text(reference(256), 16, Style::Ethtool);
   long_line.replace(long_line.find(" \n0x0010"), 2, " 00\n");
+  // A file of no known form names every form and why it did not fit.
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {std::string(300, '\0'), "300 bytes; an image has 256 or 512"},
-      {as_text(reference(255), 16, Style::Plain), "255 bytes; an image has 256 or 512"},
-      {gap, "line 5: offset 0x0020 expected, found 0x0030"},
-      {long_line, "line 3: 17 bytes after the offset; a line has at most 16"},
-      {"03 04 123\n", "line 1: '123' is not a hex byte"},
-      {"", "empty file"},
-      {" \n\t\n", "no hex bytes in the file"},
+      {std::string(300, '\0'), "not a module image: raw (size 300, want 256 or 512), hex "
+                               "(binary), ethtool (binary), i2cdump (binary), dump (binary)"},
+      {as_text(reference(255), 16, Style::Plain), "hex (255 bytes, want 256 or 512)"},
+      {gap, "ethtool (line 5: offset 0x0020 expected, found 0x0030)"},
+      {long_line, "ethtool (line 3: 17 bytes after the offset; a line has at most 16)"},
+      {"03 04 123\n", "raw (text, not binary), hex (line 1: '123' is not a hex byte), ethtool "
+                      "(line 1: '03' is not an offset such as 0x0010:), i2cdump (no header row "
+                      "'0 1 2 ... f'), dump (line 1: no section line such as 'A0h:' before the "
+                      "data)"},
+      {" \n\t\n", "hex (no hex bytes)"},
   };
   for (const auto &[contents, message] : cases) {
-    EXPECT_EQ(load(contents), "FILE: " + message);
+    const std::string error = load(contents);
+    EXPECT_TRUE(error.starts_with("FILE: not a module image: raw (")) << error;
+    EXPECT_NE(error.find(message), std::string::npos) << error;
   }
+  EXPECT_EQ(load(""), "FILE: empty file");
   EXPECT_EQ(load(std::string(sfpsim::kMaxImageFileSize + 1, '\0')),
             "FILE: larger than 1 MiB; not an image file");
   std::string error;

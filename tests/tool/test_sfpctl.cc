@@ -261,10 +261,12 @@ TEST(sfpctlImage, LoadsAHexFileAndRefusesAMissingOrMalformedOne) {
              {"^sfpctl: cannot load image: /nonexistent/module\\.bin"});
   std::ofstream(image) << "03 04 zz 10\n";
   expect_run("--image " + image + " read 0 0 1", 1, {},
-             {"^sfpctl: cannot load image: " + image + ": line 1: .*'zz'"});
+             {"^sfpctl: cannot load image: " + image +
+              ": not a module image: raw \\(text, not binary\\), hex \\(line 1: .*'zz'"});
   std::ofstream(image) << hex(slice(memory.a0, 0, 16)) << "\n 05 0\xc3\xa9\n";
   expect_run("--image " + image + " read 0 0 1", 1, {},
-             {"^sfpctl: cannot load image: " + image + ": line 2, column 6: stray byte 0xc3"});
+             {"^sfpctl: cannot load image: " + image +
+              ": not a module image: .*hex \\(line 2, column 6: stray byte 0xc3"});
   std::filesystem::remove(image);
 
   // A FIFO whose writer never writes would be waited on for ever.

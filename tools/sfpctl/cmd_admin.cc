@@ -50,6 +50,11 @@ public:
                        [port, pre, state] { return sfp_port_admin_state(port, pre, state); });
   }
 
+  std::string planned_change() const override {
+    return std::string("bring the port ") + (up_ ? "up" : "down") +
+           " (transmitter and, on a copper module, the PHY)";
+  }
+
 private:
   CLI::Option *from_ = nullptr;
   bool up_ = false;

@@ -29,6 +29,10 @@ public:
                        [port, enable] { return sfp_port_tx_cdr_enable(port, enable); });
   }
 
+  std::string planned_change() const override {
+    return std::string("switch the Tx CDR ") + (on_ ? "on" : "off") + " (A2h byte 120)";
+  }
+
 private:
   bool on_ = false;
 };

@@ -166,7 +166,7 @@ public:
                                   std::to_string(port->rate_code) +
                                   "): " + type_text(port->xcvr_type));
     line("module present:", no_module_present_ ? "no: no wait, transmitter left as it is" : "yes");
-    module_state(*port, session.module()->memory());
+    module_state(*port, module_memory(session));
     line("waits:", waits_text(session.creation_waits()));
     line("wait total:", wait_total(session.creation_waits()));
     line("creation:", status_text(session.creation_status()));
@@ -174,6 +174,17 @@ public:
   }
 
 private:
+  // The module's memory: the simulated module's, or read from a real one.
+  static sfpsim::Memory module_memory(const Session &session) {
+    if (const sfpsim::Module *module = session.module(); module != nullptr) {
+      return module->memory();
+    }
+    Capture capture;
+    std::string error;
+    (void)session.source()->capture(false, capture, error);
+    return capture.memory;
+  }
+
   // What creation left in the module's control bytes, as the module holds
   // them.
   static void module_state(const sfp_port_ctx &port, const sfpsim::Memory &memory) {

@@ -68,6 +68,15 @@ public:
     return run_control(session, "ctle off", [port] { return sfp_port_ctle_ena_dis(port, 0); });
   }
 
+  std::string planned_change() const override {
+    if (peaking_->parsed()) {
+      return "set the Tx CTLE peaking to " + std::to_string(value_) + " under mask " +
+             std::to_string(mask_) + " (A2h byte 114)";
+    }
+    return std::string("switch adaptive CTLE ") + (on_->parsed() ? "on" : "off") +
+           " (A2h byte 120)";
+  }
+
 private:
   CLI::App *on_ = nullptr;
   CLI::App *off_ = nullptr;

@@ -74,7 +74,7 @@ public:
   int run(Session &session) override {
     // Only the copper profiles carry a simulated PHY; a module from an
     // image has none, whatever its type says.
-    const bool simulated_phy = session.module()->phy() != nullptr;
+    const bool simulated_phy = session.module() != nullptr && session.module()->phy() != nullptr;
     if (link_speed_ != 0 && !simulated_phy) {
       print_error("phy: --sim-link: the module has no simulated PHY to report a link");
       return kExitUsage;
@@ -88,7 +88,7 @@ public:
                   " " + printable(port->xcvr_name) + ")");
       return kExitFailure;
     }
-    if (!simulated_phy) {
+    if (!simulated_phy && !session.real_source()) {
       print_error("phy: a module from --image has no simulated PHY (the --sim profile "
                   "1000base-t has one)");
       return kExitFailure;
@@ -100,6 +100,13 @@ public:
       return write(session);
     }
     return link_->parsed() ? link(session) : auto_negotiation(session);
+  }
+
+  std::string planned_change() const override {
+    if (write_ == nullptr || !write_->parsed()) {
+      return {};
+    }
+    return "write " + std::to_string(value_) + " to PHY register " + std::to_string(register_);
   }
 
 private:

@@ -78,6 +78,11 @@ public:
         });
   }
 
+  std::string planned_change() const override {
+    return "set the PHY speed to " + std::to_string(speed_) +
+           (autoneg_ ? " with autonegotiation" : "") + (up_ ? ", bringing the port up first" : "");
+  }
+
 private:
   uint32_t speed_ = 0;
   bool autoneg_ = false;

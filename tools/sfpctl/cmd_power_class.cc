@@ -34,6 +34,11 @@ public:
                        [port, enable] { return sfp_port_high_power_class_ena_dis(port, enable); });
   }
 
+  std::string planned_change() const override {
+    return std::string("select the ") + (high_ ? "high" : "low") +
+           " power class (A2h byte 118 bit 0)";
+  }
+
 private:
   bool high_ = false;
 };

@@ -60,6 +60,10 @@ public:
     return kExitOk;
   }
 
+  std::string planned_change() const override {
+    return "tune the module to channel " + std::to_string(channel_) + " (A2h table 2)";
+  }
+
 private:
   uint32_t channel_ = 0;
 };

@@ -36,6 +36,11 @@ public:
                : run_control(session, "tx off", [port] { return sfp_port_tx_disable(port); });
   }
 
+  std::string planned_change() const override {
+    return std::string("switch the transmitter ") + (on_ ? "on" : "off") +
+           " (soft disable, A2h byte 110 bit 6)";
+  }
+
 private:
   bool on_ = false;
 };

@@ -50,6 +50,11 @@ public:
     return kExitOk;
   }
 
+  std::string planned_change() const override {
+    return "write " + std::to_string(bytes_.size()) + (bytes_.size() == 1 ? " byte" : " bytes") +
+           " at page " + std::to_string(page_) + " offset " + std::to_string(offset_);
+  }
+
 private:
   uint32_t page_ = 0;
   uint32_t offset_ = 0;

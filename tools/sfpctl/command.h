@@ -5,6 +5,7 @@
 #define SFPCTL_COMMAND_H
 
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -47,6 +48,10 @@ public:
   // 95) from its bytes, with the verdict: the refusal is then a fact it
   // reports, not a failure of the run.
   virtual bool shows_refused_module() const { return false; }
+  // What the command will change in the module, for the question asked
+  // before a change to a real module ("switch the transmitter off (A2h
+  // byte 110)"); empty for a command that only reads.
+  virtual std::string planned_change() const { return {}; }
   // Adds what the command's own options say about the module and the port
   // to the global options, before either is made.
   virtual void configure(GlobalOptions &) const {}
@@ -81,6 +86,7 @@ std::unique_ptr<Command> make_debug_command();
 std::unique_ptr<Command> make_monitor_command();
 std::unique_ptr<Command> make_metrics_command();
 std::unique_ptr<Command> make_check_command();
+std::unique_ptr<Command> make_dump_command();
 
 // One instance of every command, in help order.
 std::vector<std::unique_ptr<Command>> make_commands();

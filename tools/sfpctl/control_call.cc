@@ -38,14 +38,26 @@ std::vector<std::string> adapter_changes(const AdapterLowerPage &before,
   return lines;
 }
 
+// The module's memory now: the simulated module's, or A0h and the A2h lower
+// half read from a real one (a failed read compares as zeros).
+ModuleSnapshot module_snapshot(const Session &session) {
+  if (const sfpsim::Module *module = session.module(); module != nullptr) {
+    return ModuleSnapshot(*module);
+  }
+  Capture capture;
+  std::string error;
+  (void)session.source()->capture(false, capture, error);
+  return ModuleSnapshot(capture.memory);
+}
+
 } // namespace
 
 int run_control(Session &session, std::string_view what, const std::function<sfp_rc()> &call,
                 const std::function<void()> &report) {
-  const ModuleSnapshot before(*session.module());
+  const ModuleSnapshot before = module_snapshot(session);
   const AdapterLowerPage adapter_before = adapter_lower_page(session);
   const sfp_rc rc = session.checked(what, call);
-  const ModuleSnapshot after(*session.module());
+  const ModuleSnapshot after = module_snapshot(session);
   std::vector<std::string> changes = adapter_changes(adapter_before, adapter_lower_page(session));
   std::printf("%.*s: %s\n", static_cast<int>(what.size()), what.data(), status_text(rc).c_str());
   if (report) {

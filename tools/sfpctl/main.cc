@@ -2,9 +2,12 @@
 // The module is simulated: a ready-made profile or an image file. The tool
 // creates a port on it through the public interface, as a platform would,
 // and runs one command on that port.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -24,8 +27,10 @@ namespace {
 
 constexpr const char *kDescription =
     "sfpctl drives a pluggable transceiver module (SFP) through the sfpdrv library. By default "
-    "the module is an embedded simulated one (profile 10gbase-sr); --sim picks another profile "
-    "and --image loads a module image from a file.";
+    "the module is an embedded simulated one (profile 10gbase-sr); --sim picks another profile, "
+    "--image loads a module image from a file, and --i2c, --eeprom-file and --ethtool reach a "
+    "real module. A real module is only read, without creation's transmitter stage (--init "
+    "asks for it), and every change to it is confirmed first (--yes in a script).";
 
 constexpr const char *kFooter =
     "Run 'sfpctl COMMAND --help' for the arguments of a command.\n"
@@ -49,18 +54,37 @@ bool one_port_only(std::string_view command) {
 // The module options of a port's SOURCE for a command that runs on one
 // module; false (with one line printed) for a source it cannot take.
 bool take_source(const PortSpec &port, GlobalOptions &options) {
-  if (port.source.starts_with("sim:") && sfpsim::find_profile(port.source.substr(4)) != nullptr) {
-    options.profile = port.source.substr(4);
-    options.image_path.clear();
-    return true;
+  std::string error;
+  const std::optional<SourceSpec> spec = parse_source(port.source, error);
+  if (!spec || (spec->kind == SourceKind::Sim && sfpsim::find_profile(spec->target) == nullptr)) {
+    print_error("port " + echoed(port.name) + ": unknown source '" + echoed(port.source) +
+                "' (sim:PROFILE, image:PATH, i2c:DEV, eeprom:PATH or ethtool:IFNAME)");
+    return false;
   }
-  if (port.source.starts_with("image:") && port.source.size() > 6) {
-    options.image_path = port.source.substr(6);
-    return true;
+  options.image_path.clear();
+  options.image_a2_path.clear();
+  options.i2c_device.clear();
+  options.eeprom_file.clear();
+  options.ethtool_ifname.clear();
+  switch (spec->kind) {
+  case SourceKind::Sim:
+    options.profile = spec->target;
+    break;
+  case SourceKind::Image:
+    options.image_path = spec->target;
+    options.image_a2_path = spec->second_image;
+    break;
+  case SourceKind::I2c:
+    options.i2c_device = spec->target;
+    break;
+  case SourceKind::EepromFile:
+    options.eeprom_file = spec->target;
+    break;
+  case SourceKind::Ethtool:
+    options.ethtool_ifname = spec->target;
+    break;
   }
-  print_error("port " + echoed(port.name) + ": unknown source '" + echoed(port.source) +
-              "' (sim:PROFILE or image:PATH)");
-  return false;
+  return true;
 }
 
 // The first left-over word that looks like an option ("-x", "--name",
@@ -250,6 +274,69 @@ CLI::Validator page_and_offset() {
   return CLI::Validator([](std::string &text) { return fail_at_error(text); }, "", "PAGE:OFFSET");
 }
 
+// Why an option of the simulator does not apply to a real module; empty
+// when none of them is given.
+std::string simulator_option_error(const GlobalOptions &options) {
+  if (options.fast) {
+    return "--fast: the library's waits are real on a real module, they cannot be skipped";
+  }
+  if (options.fail_at) {
+    return "--fail-at: only a simulated module fails transfers on purpose";
+  }
+  if (options.phy_link_speed != 0) {
+    return "--sim-link: only a simulated PHY reports a link it is told to";
+  }
+  if (options.data_ready_after) {
+    return "--data-ready-after: only a simulated module delays its data on purpose";
+  }
+  if (options.qsa) {
+    return "--qsa: the adapter is simulated and holds only a simulated module";
+  }
+  return {};
+}
+
+// Says what the command will change in a real module and asks on the
+// terminal; a run without one needs --yes. True to go ahead.
+bool confirm_change(const Command &command, const Session &session) {
+  const std::string change = command.planned_change();
+  if (change.empty() || !session.real_source()) {
+    return true;
+  }
+  const std::string what =
+      std::string(command.name()) + ": " + change + " on " + echoed(session.source_label());
+  if (session.source()->read_only()) {
+    print_error(what + ": refused, read-only source");
+    return false;
+  }
+  if (session.options().yes) {
+    print_error(what + " (--yes)");
+    return true;
+  }
+  if (::isatty(STDIN_FILENO) == 0) {
+    print_error(what + ": a real module is changed only when confirmed; add --yes to go ahead "
+                       "without a terminal");
+    return false;
+  }
+  std::fprintf(stderr, "sfpctl: %s. Go ahead? [y/N] ", escaped(what).c_str());
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "y" || answer == "Y" || answer == "yes") {
+    return true;
+  }
+  print_error("nothing changed");
+  return false;
+}
+
+// Says what a whole creation does to a real module or an image before it.
+void announce_init(const Session &session) {
+  if (session.options().init && session.source()->spec().kind != SourceKind::Sim) {
+    print_error("--init: creating the port as for a newly inserted module on " +
+                echoed(session.source_label()) +
+                ": soft-disable the transmitter, set rate, CDR, CTLE and power class, and wait "
+                "for the module's data");
+  }
+}
+
 struct Selected {
   CLI::App *subcommand;
   Command *command;
@@ -263,6 +350,12 @@ int run_command(Command &command, GlobalOptions options) {
                 std::string(command.why_not_behind_adapter()));
     return kExitUsage;
   }
+  if (source_spec(options).real() && command.port_use() != PortUse::None) {
+    if (const std::string error = simulator_option_error(options); !error.empty()) {
+      std::fputs(usage_line(error, kToolHelp).c_str(), stderr);
+      return kExitUsage;
+    }
+  }
   Session session(options);
   if (command.port_use() == PortUse::None) {
     return command.run(session);
@@ -270,11 +363,17 @@ int run_command(Command &command, GlobalOptions options) {
   if (!session.load_module()) {
     return kExitFailure;
   }
+  if (!confirm_change(command, session)) {
+    return kExitFailure;
+  }
+  announce_init(session);
   int exit_code = kExitOk;
   const sfp_rc created = session.create_port();
   const bool refusal_shown = created == SFP_RC_UNSUPPORTED && session.port() == nullptr &&
                              !options.qsa && command.shows_refused_module();
-  if (created != SFP_RC_OK && !refusal_shown) {
+  if (created != SFP_RC_OK && session.creation_reported()) {
+    exit_code = kExitFailure;
+  } else if (created != SFP_RC_OK && !refusal_shown) {
     // Some failures of the module's start-up still hand out a usable port.
     print_error(
         std::string(session.port() != nullptr ? "port created, with " : "cannot create port: ") +
@@ -374,19 +473,40 @@ int run(int argc, char **argv) {
                      "Simulated module profile (default " + std::string(kDefaultProfile) + ")")
           ->type_name("PROFILE")
           ->check(known_profile());
+  std::vector<std::string> images;
   CLI::Option *image =
-      app.add_option("--image", options.image_path,
-                     "Module image file: raw 256 or 512 bytes, plain hex text, or an "
-                     "'ethtool -m IFNAME hex on' dump")
-          ->type_name("FILE");
-  sim->excludes(image);
+      app.add_option("--image", images,
+                     "Module image file: raw 256 or 512 bytes, plain hex text, an 'ethtool -m "
+                     "IFNAME hex on' dump, 'i2cdump -y BUS 0x50' output (A0h, then A2h), "
+                     "'sfpctl read' output or an 'sfpctl dump' file; given twice, the first file "
+                     "holds A0h and the second A2h")
+          ->type_name("FILE")
+          ->allow_extra_args(false);
+  CLI::Option *i2c = app.add_option("--i2c", options.i2c_device,
+                                    "A real module on an i2c-dev adapter (A0h at 0x50, A2h at "
+                                    "0x51), e.g. /dev/i2c-1")
+                         ->type_name("DEV");
+  CLI::Option *eeprom = app.add_option("--eeprom-file", options.eeprom_file,
+                                       "A real module through the kernel's module EEPROM file, "
+                                       "e.g. /sys/bus/i2c/devices/1-0050/eeprom")
+                            ->type_name("PATH");
+  CLI::Option *ethtool = app.add_option("--ethtool", options.ethtool_ifname,
+                                        "A real module of a network interface, through ethtool "
+                                        "(read-only)")
+                             ->type_name("IFNAME");
+  const std::vector<CLI::Option *> sources = {sim, image, i2c, eeprom, ethtool};
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    for (std::size_t j = i + 1; j < sources.size(); ++j) {
+      sources[i]->excludes(sources[j]);
+    }
+  }
   std::vector<std::string> port_texts;
   CLI::Option *port =
       app.add_option("--port", port_texts,
-                     "A named port: NAME=SOURCE, SOURCE sim:PROFILE or image:PATH (repeatable). "
-                     "monitor, metrics and check watch all ports; other commands run once per "
-                     "port under a '== NAME ==' line, and those that change the module take "
-                     "one port only")
+                     "A named port: NAME=SOURCE, SOURCE sim:PROFILE, image:PATH, i2c:DEV, "
+                     "eeprom:PATH or ethtool:IFNAME (repeatable). monitor, metrics and check "
+                     "watch all ports; other commands run once per port under a '== NAME ==' "
+                     "line, and those that change the module take one port only")
           ->type_name("NAME=SOURCE")
           ->allow_extra_args(false);
   std::string ports_file;
@@ -394,10 +514,17 @@ int run(int argc, char **argv) {
       app.add_option("--ports", ports_file,
                      "Named ports from a file: one 'NAME SOURCE' per line, '#' comments")
           ->type_name("FILE");
-  for (CLI::Option *module : {sim, image}) {
+  for (CLI::Option *module : sources) {
     module->excludes(port);
     module->excludes(ports);
   }
+  app.add_flag("--force", options.force,
+               "With --i2c: open the bus even when a kernel driver is bound to the module");
+  app.add_flag("--init", options.init,
+               "On a real module or an image: the whole creation, as for a newly inserted module "
+               "(soft-disables the transmitter, sets rate, CDR, CTLE and power class, waits)");
+  app.add_flag("--yes", options.yes,
+               "Change a real module without asking (needed when there is no terminal)");
   app.add_option("--rate", options.rate_code,
                  "Operating rate of the port, which picks the rate of a multi-rate module: "
                  "10g, 25g (default) or 50g")
@@ -448,10 +575,19 @@ int run(int argc, char **argv) {
   } catch (const CLI::ParseError &error) {
     return app.exit(error) == 0 ? kExitOk : usage_exit(app);
   }
+  if (images.size() > 2) {
+    std::fputs(usage_line("--image: at most two files (A0h, then A2h)", kToolHelp).c_str(), stderr);
+    return kExitUsage;
+  }
+  if (!images.empty()) {
+    options.image_path = images.front();
+    options.image_a2_path = images.size() == 2 ? images.back() : "";
+  }
   if (!fail_at.empty()) {
     options.fail_at = parse_fail_at(fail_at);
   }
-  options.module_given = sim->count() > 0 || image->count() > 0;
+  options.module_given = std::any_of(sources.begin(), sources.end(),
+                                     [](const CLI::Option *source) { return source->count() > 0; });
   if (!collect_ports(port_texts, ports_file, options)) {
     return usage_exit(app);
   }

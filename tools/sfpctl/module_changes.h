@@ -17,6 +17,8 @@ namespace sfpctl {
 class ModuleSnapshot {
 public:
   explicit ModuleSnapshot(const sfpsim::Module &module);
+  // Memory alone, as read from a real module (no PHY registers).
+  explicit ModuleSnapshot(const sfpsim::Memory &memory) : memory_(memory) {}
 
   // One line per byte or register that differs in `after`, in address order,
   // e.g. "A2h byte 110: 0x40 -> 0x00" or "PHY page 0 register 4: 0x0de1 ->

@@ -13,9 +13,9 @@ constexpr Factory kFactories[] = {
     &make_tx_command,          &make_cdr_command,     &make_ctle_command,
     &make_power_class_command, &make_admin_command,   &make_phy_command,
     &make_phy_speed_command,   &make_report_command,  &make_status_command,
-    &make_info_command,        &make_debug_command,   &make_trace_command,
-    &make_qsa_command,         &make_monitor_command, &make_metrics_command,
-    &make_check_command,
+    &make_info_command,        &make_debug_command,   &make_dump_command,
+    &make_trace_command,       &make_qsa_command,     &make_monitor_command,
+    &make_metrics_command,     &make_check_command,
 };
 
 } // namespace

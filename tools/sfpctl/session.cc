@@ -68,18 +68,6 @@ int record_notification(void * /*opaque*/, uint32_t phase) {
   return 0;
 }
 
-// The simulated PHY's wiring that matches how the port reaches it.
-sfpsim::PhyWidth phy_width(const GlobalOptions &options) {
-  if (options.phy_word_access) {
-    return sfpsim::PhyWidth::Word;
-  }
-  return options.bus_mode == 1 ? sfpsim::PhyWidth::SplitByte : sfpsim::PhyWidth::SameByte;
-}
-
-uint8_t speed_code(uint32_t speed) {
-  return speed == 1000 ? 2 : speed == 100 ? 1 : 0;
-}
-
 // Called by the platform clock before each wait of a run without --fast: the
 // note on a long wait comes before the wait that takes the run past one
 // second, while the module is being waited for.
@@ -98,18 +86,6 @@ std::vector<uint32_t> logged_waits() {
   std::vector<uint32_t> waits(platform_clock_waits(nullptr, 0));
   waits.resize(platform_clock_waits(waits.data(), waits.size()));
   return waits;
-}
-
-const char *bus_name(sfpsim::Bus bus) {
-  switch (bus) {
-  case sfpsim::Bus::Read:
-    return "read";
-  case sfpsim::Bus::Write:
-    return "write";
-  case sfpsim::Bus::BitBangRead:
-    return "bb-read";
-  }
-  return "?";
 }
 
 } // namespace
@@ -187,46 +163,66 @@ Session::~Session() {
   platform_clock_set_hook(nullptr, nullptr);
 }
 
-bool Session::load_module() {
-  if (!options_.image_path.empty()) {
-    std::string error;
-    const std::optional<sfpsim::Memory> memory =
-        sfpsim::load_image_file(options_.image_path, error);
-    if (!memory) {
-      print_error("cannot load image: " + with_echoed(error, options_.image_path));
-      return false;
-    }
-    module_ = std::make_unique<sfpsim::Module>(*memory);
-  } else if (!load_profile()) {
-    return false;
+SourceSpec source_spec(const GlobalOptions &options) {
+  SourceSpec spec;
+  if (!options.i2c_device.empty()) {
+    spec.kind = SourceKind::I2c;
+    spec.target = options.i2c_device;
+  } else if (!options.eeprom_file.empty()) {
+    spec.kind = SourceKind::EepromFile;
+    spec.target = options.eeprom_file;
+  } else if (!options.ethtool_ifname.empty()) {
+    spec.kind = SourceKind::Ethtool;
+    spec.target = options.ethtool_ifname;
+  } else if (!options.image_path.empty()) {
+    spec.kind = SourceKind::Image;
+    spec.target = options.image_path;
+    spec.second_image = options.image_a2_path;
+  } else {
+    spec.target = options.profile;
   }
-  if (options_.data_ready_after) {
-    module_->set_data_ready_after(*options_.data_ready_after);
+  return spec;
+}
+
+SourceSettings source_settings(const GlobalOptions &options) {
+  SourceSettings settings;
+  settings.phy_word_access = options.phy_word_access;
+  settings.bus_mode = options.bus_mode;
+  settings.phy_link_speed = options.phy_link_speed;
+  settings.data_ready_after = options.data_ready_after;
+  settings.force = options.force;
+  return settings;
+}
+
+bool Session::load_module() {
+  std::string error;
+  source_ = ModuleSource::open(source_spec(options_), source_settings(options_), error);
+  if (source_ == nullptr) {
+    print_error(error);
+    return false;
   }
   return true;
 }
 
-bool Session::load_profile() {
-  const sfpsim::Profile *profile = sfpsim::find_profile(options_.profile);
-  if (profile == nullptr) {
-    print_error("unknown profile '" + echoed(options_.profile) + "'");
-    return false;
-  }
-  module_ = std::make_unique<sfpsim::Module>(*profile);
-  if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
-    phy->set_width(phy_width(options_));
-    if (options_.phy_link_speed != 0) {
-      phy->set_link(0, true, speed_code(options_.phy_link_speed));
-    }
-  }
-  return true;
+const sfpsim::Module *Session::module() const {
+  return source_ != nullptr ? source_->simulated() : nullptr;
+}
+
+sfpsim::Module *Session::module() {
+  return source_ != nullptr ? source_->simulated() : nullptr;
+}
+
+std::string Session::source_label() const {
+  return source_ != nullptr ? source_->label() : std::string();
 }
 
 sfp_rc Session::create_port() {
-  if (module_ == nullptr) {
+  if (source_ == nullptr) {
     return SFP_RC_INVALID;
   }
-  creation_image_ = module_->caller_image();
+  if (const sfpsim::Module *simulated = module()) {
+    creation_image_ = simulated->caller_image(); // behind an adapter, what it mirrors
+  }
   if (manager_ == nullptr) {
     manager_ = event_manager_create("sfpctl");
     if (manager_ == nullptr) {
@@ -237,14 +233,29 @@ sfp_rc Session::create_port() {
 }
 
 sfp_rc Session::create_sfp_port() {
-  sfp_platform_ops ops = module_->platform_ops(kController, kPort);
+  sfp_platform_ops ops{};
+  ops.controller = kController;
+  ops.port = kPort;
+  std::string error;
+  if (const sfp_rc rc = source_->fill_ops(ops, error); rc != SFP_RC_OK) {
+    print_error(error);
+    creation_reported_ = true;
+    creation_status_ = rc;
+    return rc;
+  }
+  std::copy(std::begin(ops.eeprom), std::end(ops.eeprom), creation_image_.begin());
   ops.evm = manager_;
-  ops.module_present = options_.module_present ? 1 : 0;
+  // A real module or an image is shown as it is: creation's transmitter
+  // stage (soft disable, rate, CDR, CTLE, power class, waits) runs only
+  // when asked for.
+  const bool whole_creation = source_->spec().kind == SourceKind::Sim || options_.init;
+  ops.module_present = options_.module_present && whole_creation ? 1 : 0;
   if (!options_.bitbang) {
     ops.bitbang_read_cb = nullptr;
   }
-  ops.no_read_page_select = options_.no_read_select ? 1 : 0;
-  ops.no_write_page_select = options_.no_write_select ? 1 : 0;
+  // A source that selects the tables itself keeps its flags.
+  ops.no_read_page_select |= options_.no_read_select ? 1 : 0;
+  ops.no_write_page_select |= options_.no_write_select ? 1 : 0;
   ops.rate_code = options_.rate_code;
   ops.phy_word_access = options_.phy_word_access ? 1 : 0;
   ops.bus_mode = options_.bus_mode;
@@ -257,7 +268,7 @@ sfp_rc Session::create_sfp_port() {
   if (result.handle != nullptr) {
     port_ = result.handle;
   } else {
-    failed_port_ = registered_port(module_.get());
+    failed_port_ = registered_port(ops.opaque);
   }
   return rc;
 }
@@ -268,7 +279,7 @@ sfp_rc Session::create_adapter_port() {
   if (adapter_ == nullptr) {
     adapter_ = std::make_unique<sfpsim::Adapter>();
     if (!options_.qsa_empty) {
-      adapter_->seat(*module_);
+      adapter_->seat(*source_->simulated());
     }
   }
   qsa_platform_ops ops = adapter_->platform_ops(kPort, options_.module_present ? 1 : 0);
@@ -308,36 +319,26 @@ sfp_rc Session::recreate_adapter_port() {
 // The log is of the command's transfers; creation's are in the trace.
 void Session::forget_creation_transfers() {
   if (!options_.log_creation) {
-    module_->clear_log();
-    if (sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
-      phy->clear_log();
-    }
+    source_->forget_transfers();
     if (adapter_ != nullptr) {
       adapter_->clear_log();
     }
   }
-  if (options_.fail_at) {
-    module_->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
+  if (options_.fail_at && module() != nullptr) {
+    module()->fail_at(options_.fail_at->page, options_.fail_at->offset, kInjectedFault);
   }
 }
 
-std::string Session::source_label() const {
-  return options_.image_path.empty() ? "sim:" + options_.profile : "image:" + options_.image_path;
+bool Session::a2_captured() const {
+  const sfpsim::Module *simulated = module();
+  return simulated == nullptr || simulated->memory().a2_captured;
 }
 
 int Session::read_module(uint8_t page, uint8_t offset, uint32_t length, uint8_t *buffer) {
-  if (module_ == nullptr) {
+  if (source_ == nullptr) {
     return SFP_RC_INVALID;
   }
-  if (page >= SFP_PAGE_A2_TABLE0) {
-    uint8_t table = static_cast<uint8_t>(page - SFP_PAGE_A2_TABLE0);
-    const int rc =
-        sfpsim::Module::write_cb(module_.get(), sfpsim::kTableSelectOffset, SFP_PAGE_A2, 1, &table);
-    if (rc != 0) {
-      return rc;
-    }
-  }
-  return sfpsim::Module::read_cb(module_.get(), offset, page, length, buffer);
+  return static_cast<int>(source_->read(page, offset, length, buffer));
 }
 
 sfp_port_ctx *Session::port() const {
@@ -407,7 +408,7 @@ sfp_rc Session::checked(std::string_view what, const std::function<sfp_rc()> &ca
 }
 
 void Session::print_access_log(std::FILE *out) const {
-  if (module_ == nullptr) {
+  if (source_ == nullptr) {
     return;
   }
   if (adapter_ != nullptr) {
@@ -421,23 +422,7 @@ void Session::print_access_log(std::FILE *out) const {
       std::fputc('\n', out);
     }
   }
-  for (const sfpsim::Access &access : module_->log()) {
-    std::fprintf(out, "bus %-7s page %u offset 0x%02x length %3u status %d:", bus_name(access.bus),
-                 static_cast<unsigned>(access.page), static_cast<unsigned>(access.offset),
-                 access.length, access.status);
-    for (const uint8_t byte : access.bytes) {
-      std::fprintf(out, " %02x", static_cast<unsigned>(byte));
-    }
-    std::fputc('\n', out);
-  }
-  if (const sfpsim::Phy *phy = module_->phy(); phy != nullptr) {
-    for (const sfpsim::PhyAccess &access : phy->log()) {
-      std::fprintf(out, "phy %-5s address 0x%02x register 0x%02x value 0x%04x status %d page %u\n",
-                   access.write ? "write" : "read", static_cast<unsigned>(access.address),
-                   static_cast<unsigned>(access.reg), static_cast<unsigned>(access.value),
-                   access.status, static_cast<unsigned>(access.page));
-    }
-  }
+  source_->print_transfers(out);
 }
 
 } // namespace sfpctl

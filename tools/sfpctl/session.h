@@ -17,6 +17,7 @@
 #include "sfpdrv/sfpdrv.h"
 #include "sfpsim/adapter.h"
 #include "sfpsim/module.h"
+#include "source.h"
 
 namespace sfpctl {
 
@@ -47,7 +48,20 @@ inline constexpr uint64_t kWaitNoteAfterMs = 1000;
 // The global options, as parsed, and the settings a command adds to them.
 struct GlobalOptions {
   std::string profile = kDefaultProfile;
-  std::string image_path; // when set, the module is loaded from this file
+  std::string image_path;    // when set, the module is loaded from this file
+  std::string image_a2_path; // a second image file, holding A2h
+  // A real module: an i2c-dev adapter, the kernel's module EEPROM file or a
+  // network interface (ethtool). At most one of them, and then no image.
+  std::string i2c_device;
+  std::string eeprom_file;
+  std::string ethtool_ifname;
+  // i2c-dev: open even with a kernel driver bound to the module's address.
+  bool force = false;
+  // The whole creation on a real module or an image, transmitter stage
+  // included, as for a newly inserted module.
+  bool init = false;
+  // Changes to a real module go ahead without asking.
+  bool yes = false;
   bool show_log = false;
   // Waits on the virtual clock: the library's sleeps return at once.
   bool fast = false;
@@ -81,6 +95,12 @@ struct GlobalOptions {
   bool module_given = false;
 };
 
+// The source the options name (a profile unless a file or device is named).
+SourceSpec source_spec(const GlobalOptions &options);
+
+// The settings the options give the source.
+SourceSettings source_settings(const GlobalOptions &options);
+
 // Prints "sfpctl: TEXT" as one line on standard error: bytes that are not
 // printable (a line end in an argument, a module's byte in a trace record)
 // are escaped. Arguments in TEXT are expected to be echoed() already.
@@ -105,8 +125,9 @@ public:
   Session(const Session &) = delete;
   Session &operator=(const Session &) = delete;
 
-  // Makes the module the options name. Prints one line and returns false when
-  // the image file cannot be loaded.
+  // Opens the source of the module the options name. Prints one line and
+  // returns false when it cannot be opened (an image file that does not
+  // load, a device or interface that is not there).
   bool load_module();
 
   // Creates the port on the module, as a platform would. Returns the
@@ -143,22 +164,30 @@ public:
   // After a failed creation: the context the library keeps registered for
   // the module, not initialised (null when there is none).
   sfp_port_ctx *failed_port() const { return failed_port_; }
-  // The module's memory as handed to the port's creation: A0h, then the A2h
-  // lower half and table 0 (only after create_port).
-  const std::array<uint8_t, 512> &creation_image() const { return creation_image_; }
-  // Where the module comes from: "sim:PROFILE" or "image:PATH".
+  // The simulated module (a profile or an image); null for a real one.
+  const sfpsim::Module *module() const;
+  sfpsim::Module *module();
+  // Where the module comes from; null before load_module().
+  ModuleSource *source() const { return source_.get(); }
+  // "sim:10gbase-sr", "image:PATH", "i2c:/dev/i2c-1", ... (empty before
+  // load_module()).
   std::string source_label() const;
+  // A real module (not a simulated one): no simulator option applies and
+  // every change needs confirmation.
+  bool real_source() const { return source_ != nullptr && source_->real(); }
+  // A0h then A2h as handed to the port's creation (zero before it).
+  const std::array<uint8_t, 512> &creation_image() const { return creation_image_; }
+  // The creation failed before the library was called, and said so.
+  bool creation_reported() const { return creation_reported_; }
   // Whether the module's A2h bytes are known: an image of A0h only has none.
-  bool a2_captured() const { return module_ != nullptr && module_->memory().a2_captured; }
+  bool a2_captured() const;
   // Reads module memory as the platform's bus does, without a port: for a
   // module the library refused. An upper table is selected first (A2h byte
-  // 127), as the library does. Returns 0 or the module's status.
+  // 127), as the library does. Returns 0 or the source's status.
   int read_module(uint8_t page, uint8_t offset, uint32_t length, uint8_t *buffer);
-  const sfpsim::Module *module() const { return module_.get(); }
-  sfpsim::Module *module() { return module_.get(); }
   const GlobalOptions &options() const { return options_; }
   event_manager *manager() const { return manager_; }
-  bool has_module() const { return module_ != nullptr; }
+  bool has_module() const { return source_ != nullptr; }
   // The waits of the port's creation in milliseconds, oldest first.
   const std::vector<uint32_t> &creation_waits() const { return creation_waits_; }
 
@@ -172,13 +201,14 @@ public:
   void print_access_log(std::FILE *out) const;
 
 private:
-  bool load_profile();
   sfp_rc create_sfp_port();
   sfp_rc create_adapter_port();
   void forget_creation_transfers();
 
   GlobalOptions options_;
-  std::unique_ptr<sfpsim::Module> module_;
+  std::unique_ptr<ModuleSource> source_;
+  std::array<uint8_t, 512> creation_image_{};
+  bool creation_reported_ = false;
   event_manager *manager_ = nullptr;
   sfp_port_ctx *port_ = nullptr;
   sfp_port_ctx *failed_port_ = nullptr;
@@ -186,7 +216,6 @@ private:
   qsa_port_ctx *adapter_port_ = nullptr;
   sfp_rc creation_status_ = SFP_RC_OK;
   std::vector<uint32_t> creation_waits_;
-  std::array<uint8_t, 512> creation_image_{};
   // Real time slept in this run, for the note on long waits.
   uint64_t waited_ms_ = 0;
 };

@@ -1,8 +1,30 @@
 #include "status_text.h"
 
 namespace sfpctl {
+namespace {
+
+CallbackWords g_callback_words = nullptr;
+
+// Statuses the library returns on its own from a module access or a
+// control call; every other code there is a callback's.
+bool library_status(sfp_rc rc) {
+  return rc == SFP_RC_OK || rc == SFP_RC_INVALID || rc == SFP_RC_UNSUPPORTED ||
+         rc == SFP_RC_FAULT || rc == SFP_RC_NO_MEMORY || rc == SFP_RC_DEADLOCK ||
+         rc == SFP_RC_MODULE_COND;
+}
+
+} // namespace
+
+void set_callback_words(CallbackWords words) {
+  g_callback_words = words;
+}
 
 std::string_view status_meaning(sfp_rc rc) {
+  if (g_callback_words != nullptr && !library_status(rc)) {
+    if (const char *words = g_callback_words(rc); words != nullptr) {
+      return words;
+    }
+  }
   switch (rc) {
   case SFP_RC_OK:
     return "ok";

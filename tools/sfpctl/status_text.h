@@ -14,6 +14,13 @@ namespace sfpctl {
 // status".
 std::string_view status_meaning(sfp_rc rc);
 
+// Words for the statuses a source's callbacks return (a real source's errno
+// values, e.g. "no module answers at 0x50 (no acknowledge)"); null for a
+// status they do not know. Consulted before the library's own meaning for
+// every status the library does not return itself on a bus path.
+using CallbackWords = const char *(*)(sfp_rc);
+void set_callback_words(CallbackWords words);
+
 // "status 22 (invalid argument, handle or access)"; the all-ones code is
 // shown in hex.
 std::string status_text(sfp_rc rc);

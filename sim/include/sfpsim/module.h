@@ -242,10 +242,15 @@ const Profile *find_profile(const std::string &name);
 inline constexpr std::size_t kMaxImageFileSize = std::size_t{1} << 20;
 
 // Module memory from an image file: raw binary of 256 or 512 bytes, plain hex
-// text (whitespace-separated bytes, optionally "0x"), or the hex dump that
-// `ethtool -m IFNAME hex on` prints. 256 bytes fill A0h; 512 fill A0h, the
-// A2h lower half and table 0. On failure returns nullopt and sets `error`
-// to one line saying what is wrong.
+// text (whitespace-separated bytes, optionally "0x"), the hex dump that
+// `ethtool -m IFNAME hex on` prints (or `sfpctl read`, with its text column;
+// a second dump starting at 0 again holds A2h), the output of `i2cdump -y
+// BUS 0x50` (a second address after it holds A2h; XX, a byte it could not
+// read, is 0), or sfpctl's dump (comment lines, then sections "A0h:",
+// "A2h:", "A2h table N:" of lines "0xOO: 16 bytes"). 256 bytes fill A0h;
+// 512 fill A0h, the A2h lower half and, with the upper half, table 0. On
+// failure returns nullopt and sets `error` to one line: what is wrong, or
+// for a file of no known form, why each form did not fit.
 std::optional<Memory> load_image_file(const std::string &path, std::string &error);
 std::optional<Memory> parse_image(std::span<const uint8_t> contents, std::string &error);
 
