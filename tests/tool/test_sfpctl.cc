@@ -20,46 +20,23 @@
 #include <vector>
 
 #include "sfpsim/module.h"
+#include "tool/tool_run.h"
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-using Lines = std::vector<std::string>;
-
-struct ToolRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string take_file(const std::string &path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  std::filesystem::remove(path);
-  return text.str();
-}
+using tooltest::Lines;
+using tooltest::lines_of;
+using tooltest::run_shell;
+using tooltest::take_file;
+using tooltest::ToolRun;
 
 // Runs sfpctl with a command line the shell splits at spaces, the library's
 // waits on the virtual clock; standard output goes to `stdout_to` when given
-// (a shell redirection). A run that hangs is stopped after a minute.
+// (a shell redirection).
 ToolRun run_sfpctl(const std::string &args, const std::string &stdout_to = "",
                    const char *clock = "--fast") {
-  const std::string base = testing::TempDir() + "sfpctl_" + std::to_string(getpid());
-  const std::string out = stdout_to.empty() ? ">" + base + ".out" : stdout_to;
-  const std::string command = "timeout 60 " SFPCTL_PATH " " + std::string(clock) + " " + args +
-                              " " + out + " 2>" + base + ".err";
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
-          take_file(base + ".err")};
-}
-
-Lines lines_of(const std::string &text) {
-  Lines lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    lines.push_back(line);
-  }
-  return lines;
+  return run_shell(SFPCTL_PATH " " + std::string(clock) + " " + args, stdout_to);
 }
 
 // Runs sfpctl and checks its exit code and that the lines on standard output

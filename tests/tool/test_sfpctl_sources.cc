@@ -17,32 +17,19 @@
 #include <vector>
 
 #include "sfpsim/module.h"
+#include "tool/tool_run.h"
 
 namespace {
 
-struct ToolRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
-
-std::string take_file(const std::string &path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  std::filesystem::remove(path);
-  return text.str();
-}
+using tooltest::take_file;
+using tooltest::ToolRun;
 
 // Runs `tool` with a command line the shell splits at spaces, standard
 // input from /dev/null (no terminal), `env` before it (VAR=value ...).
 ToolRun run(const std::string &args, const std::string &tool = SFPCTL_PATH,
             const std::string &env = "") {
-  const std::string base = testing::TempDir() + "sfpctl_src_" + std::to_string(getpid());
-  const std::string command =
-      env + " timeout 60 " + tool + " " + args + " </dev/null >" + base + ".out 2>" + base + ".err";
-  const int status = std::system(command.c_str());
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, take_file(base + ".out"),
-          take_file(base + ".err")};
+  return tooltest::run_shell((env.empty() ? "" : "env " + env + " ") + tool + " " + args +
+                             " </dev/null");
 }
 
 // sfpctl with the fake kernel serving `profile` behind the backends.
@@ -103,9 +90,9 @@ TEST(sfpctlSources, EveryBackendShowsWhatTheSimulatedModuleShows) {
       EXPECT_EQ(real_report.exit_code, 0) << where << real_report.err;
       EXPECT_EQ(real_report.out, report.out) << where;
       EXPECT_EQ(run_fake(profile, std::string(source) + " identify").out, identify.out) << where;
-      EXPECT_EQ(without_source_and_time(
-                    run_fake(profile, std::string(source) + " status --json").out),
-                as_found(status.out))
+      EXPECT_EQ(
+          without_source_and_time(run_fake(profile, std::string(source) + " status --json").out),
+          as_found(status.out))
           << where;
     }
   }

@@ -22,16 +22,13 @@
 #include <vector>
 
 #include "sfpsim/module.h"
+#include "tool/tool_run.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
-
-struct ToolRun {
-  int exit_code = -1;
-  std::string out;
-  std::string err;
-};
+using tooltest::Lines;
+using tooltest::lines_of;
+using tooltest::ToolRun;
 
 std::string slurp(const std::string &path) {
   std::ostringstream text;
@@ -39,31 +36,14 @@ std::string slurp(const std::string &path) {
   return text.str();
 }
 
-Lines lines_of(const std::string &text) {
-  Lines lines;
-  std::istringstream in(text);
-  for (std::string line; std::getline(in, line);) {
-    lines.push_back(line);
-  }
-  return lines;
-}
-
 std::string temp_path(const std::string &name) {
-  return testing::TempDir() + "sfpctl_watch_" + std::to_string(getpid()) + "_" + name;
+  return tooltest::scratch_path("watch_" + name);
 }
 
 // Runs sfpctl through the shell with the library's waits on the virtual
-// clock; `wrap` puts the command inside another (e.g. script for a pty).
+// clock.
 ToolRun run_sfpctl(const std::string &args) {
-  const std::string out = temp_path("out");
-  const std::string err = temp_path("err");
-  const std::string command =
-      "timeout 60 " SFPCTL_PATH " --fast " + args + " >" + out + " 2>" + err;
-  const int status = std::system(command.c_str());
-  ToolRun run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-  std::filesystem::remove(out);
-  std::filesystem::remove(err);
-  return run;
+  return tooltest::run_shell(SFPCTL_PATH " --fast " + args);
 }
 
 // A module image file of a profile, changed by `edit`.
