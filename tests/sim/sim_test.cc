@@ -372,6 +372,7 @@ TEST(SimImage, ReadsItsOwnDumpBackWithEveryTable) {
   std::ofstream(path) << a0_only;
   Memory a0{};
   a0.a0 = memory.a0;
+  a0.a2_captured = false; // a dump without A2h says nothing of it
   EXPECT_EQ(sfpsim::load_image_file(path, error), a0) << error;
   std::string cut = dump;
   cut.erase(cut.find("0x70:", cut.find("A2h:")), 54);
