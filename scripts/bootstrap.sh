@@ -17,6 +17,8 @@ packages=(
   libbenchmark-dev
   libcli11-dev
   libmnl-dev
+  nlohmann-json3-dev
+  libfmt-dev
   doxygen
   abigail-tools
 )

@@ -173,6 +173,55 @@ std::string without_soft_disable(std::string report) {
   return report;
 }
 
+// The watched port set takes every kind of source: a real module's values
+// are those of the simulated one behind it, its transmitter is left as found,
+// and a source that cannot be opened or has no module says so in its own
+// port without stopping the others.
+TEST(sfpctlSources, WatchedPortsOnRealSourcesReadBesideSimulatedOnes) {
+  const std::string ports = "--port a=i2c:/dev/i2c-fake --port b=sim:25gbase-sr-drift "
+                            "--port c=ethtool:nosuch0 --port d=eeprom:/sys/fake/sfp0/eeprom ";
+  const ToolRun metrics = run_fake("10gbase-sr", ports + "metrics");
+  EXPECT_EQ(metrics.exit_code, 0) << metrics.err;
+  for (const char *line :
+       {"sfp_up{port=\"a\"} 1\n", "sfp_up{port=\"b\"} 1\n", "sfp_up{port=\"c\"} 0\n",
+        "sfp_up{port=\"d\"} 1\n", "sfp_temperature_celsius{port=\"a\"} 33\n",
+        "sfp_temperature_celsius{port=\"d\"} 33\n", "sfp_temperature_celsius{port=\"b\"} 68\n"}) {
+    EXPECT_NE(metrics.out.find(line), std::string::npos) << line << metrics.out;
+  }
+  EXPECT_EQ(metrics.out.find("sfp_temperature_celsius{port=\"c\"}"), std::string::npos);
+
+  const std::string csv = testing::TempDir() + "sfpctl_src_ports.csv";
+  std::filesystem::remove(csv);
+  const ToolRun monitor = run_fake(
+      "10gbase-sr",
+      "--port a=i2c:/dev/i2c-fake --port s=sim:10gbase-sr monitor --count 2 --interval 0 --csv " +
+          csv);
+  EXPECT_EQ(monitor.exit_code, 0) << monitor.err;
+  std::ifstream rows(csv);
+  std::string header;
+  std::getline(rows, header);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(rows, line);) {
+    lines.push_back(line);
+  }
+  std::filesystem::remove(csv);
+  ASSERT_EQ(lines.size(), 4u) << header;
+  // ...,los,tx_fault,tx_disabled,read_errors,note: the simulated profile's
+  // creation soft-disables its transmitter, the real module's does not run.
+  EXPECT_TRUE(std::regex_search(lines[0], std::regex(",a,up,.*,0,0,0,0,inserted$"))) << lines[0];
+  EXPECT_TRUE(std::regex_search(lines[1], std::regex(",s,up,.*,0,0,1,0,inserted$"))) << lines[1];
+  EXPECT_TRUE(std::regex_search(lines[2], std::regex(",a,up,.*,0,0,0,0,$"))) << lines[2];
+
+  const ToolRun absent = run("--port a=i2c:/dev/i2c-fake --port e=ethtool:fake0 --port "
+                             "s=sim:10gbase-sr monitor --count 1",
+                             SFPCTL_FAKE_KERNEL_PATH, "SFPDRV_FAKE_ABSENT=1");
+  EXPECT_EQ(absent.exit_code, 0) << absent.err;
+  EXPECT_TRUE(std::regex_search(absent.out, std::regex(R"(\n1 +\S+ a +absent .*no acknowledge)")))
+      << absent.out;
+  EXPECT_TRUE(std::regex_search(absent.out, std::regex(R"(\n1 +\S+ e +absent )"))) << absent.out;
+  EXPECT_TRUE(std::regex_search(absent.out, std::regex(R"(\n1 +\S+ s +up )"))) << absent.out;
+}
+
 TEST(sfpctlDump, EveryProfileComesBackThroughImageTheSame) {
   const std::string path = testing::TempDir() + "sfpctl_dump_" + std::to_string(getpid());
   for (const sfpsim::Profile &profile : sfpsim::profiles()) {

@@ -36,7 +36,7 @@ public:
 
   int run(Session &session) override {
     const std::vector<PortSpec> specs = watched_ports(session.options());
-    PortSet ports(specs);
+    PortSet ports(specs, &open_source_backend);
     const HealthReport report = assess(ports.read_all(), absent_ok_);
     std::printf("%s\n", summary_line(report, specs.size()).c_str());
     for (const Problem &problem : report.problems) {

@@ -37,7 +37,7 @@ public:
   }
 
   int run(Session &session) override {
-    PortSet ports(watched_ports(session.options()));
+    PortSet ports(watched_ports(session.options()), &open_source_backend);
     const bool repeating = interval_->count() > 0 || repeat_.count.has_value();
     StopSignals signals;
     std::string text;

@@ -351,7 +351,7 @@ public:
   }
 
   int run(Session &session) override {
-    PortSet ports(watched_ports(session.options()));
+    PortSet ports(watched_ports(session.options()), &open_source_backend);
     CsvLog csv;
     if (!csv_.empty() && !csv.open(csv_)) {
       return kExitFailure;

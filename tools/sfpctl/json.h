@@ -1,5 +1,5 @@
-// A small JSON writer for sfpctl's --json output: one object of keys in the
-// order they are added.
+// sfpctl's --json output: one object of keys in the order they are added,
+// kept as an ordered JSON value and written on one line.
 #ifndef SFPCTL_JSON_H
 #define SFPCTL_JSON_H
 
@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include <nlohmann/json.hpp>
 
 namespace sfpctl {
 
@@ -35,12 +37,14 @@ public:
     return *this;
   }
 
-  // The object on one line, with a line end.
-  std::string str() const { return body_ + "}\n"; }
+  // The object on one line ("key": value, ...), with a line end. Strings
+  // as json_string() writes them; numbers that came as floats in their
+  // shortest float form.
+  std::string str() const;
 
 private:
-  JsonObject &raw(std::string_view key, std::string_view value);
-  std::string body_ = "{";
+  JsonObject &put(std::string_view key, nlohmann::ordered_json value);
+  nlohmann::ordered_json object_ = nlohmann::ordered_json::object();
   bool absent_ = false;
 };
 

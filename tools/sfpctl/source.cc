@@ -163,7 +163,8 @@ std::unique_ptr<ModuleSource> open_image(const SourceSpec &spec, const SourceSet
 
 // Defined with the Linux backends (source_linux.cc).
 std::unique_ptr<ModuleSource> open_linux_source(const SourceSpec &spec,
-                                                const SourceSettings &settings, std::string &error);
+                                                const SourceSettings &settings, std::string &error,
+                                                sfp_rc &status);
 
 std::string SourceSpec::label() const {
   std::string text;
@@ -200,8 +201,12 @@ std::optional<SourceSpec> parse_source(std::string_view text, std::string &error
   return spec;
 }
 
-std::unique_ptr<ModuleSource>
-ModuleSource::open(const SourceSpec &spec, const SourceSettings &settings, std::string &error) {
+std::unique_ptr<ModuleSource> ModuleSource::open(const SourceSpec &spec,
+                                                 const SourceSettings &settings, std::string &error,
+                                                 sfp_rc *status) {
+  sfp_rc ignored = SFP_RC_INVALID;
+  sfp_rc &open_status = status != nullptr ? *status : ignored;
+  open_status = SFP_RC_INVALID;
   std::unique_ptr<ModuleSource> source;
   switch (spec.kind) {
   case SourceKind::Sim:
@@ -213,7 +218,7 @@ ModuleSource::open(const SourceSpec &spec, const SourceSettings &settings, std::
   case SourceKind::I2c:
   case SourceKind::EepromFile:
   case SourceKind::Ethtool:
-    return open_linux_source(spec, settings, error);
+    return open_linux_source(spec, settings, error, open_status);
   }
   if (source != nullptr && settings.data_ready_after) {
     source->simulated()->set_data_ready_after(*settings.data_ready_after);

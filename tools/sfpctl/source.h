@@ -69,9 +69,11 @@ public:
   virtual ~ModuleSource() = default;
 
   // Opens the source. On failure prints nothing, returns null and sets
-  // `error` to one line naming the source and what went wrong.
+  // `error` to one line naming the source and what went wrong, and
+  // `status`, when given, to the backend's status of the failed open
+  // (SFP_RC_INVALID when the source is not a real module's).
   static std::unique_ptr<ModuleSource> open(const SourceSpec &spec, const SourceSettings &settings,
-                                            std::string &error);
+                                            std::string &error, sfp_rc *status = nullptr);
 
   const SourceSpec &spec() const { return spec_; }
   std::string label() const { return spec_.label(); }

@@ -77,8 +77,9 @@ bool driver_allows(const SourceSpec &spec, const SourceSettings &settings, std::
 
 } // namespace
 
-std::unique_ptr<ModuleSource>
-open_linux_source(const SourceSpec &spec, const SourceSettings &settings, std::string &error) {
+std::unique_ptr<ModuleSource> open_linux_source(const SourceSpec &spec,
+                                                const SourceSettings &settings, std::string &error,
+                                                sfp_rc &status) {
   sfp_linux_source *source = nullptr;
   sfp_rc rc = SFP_RC_INVALID;
   switch (spec.kind) {
@@ -103,6 +104,7 @@ open_linux_source(const SourceSpec &spec, const SourceSettings &settings, std::s
   }
   if (rc != SFP_RC_OK || source == nullptr) {
     sfp_linux_close(source);
+    status = rc;
     error = echoed(spec.label()) + ": cannot open: " + open_failure(rc);
     return nullptr;
   }

@@ -3,8 +3,9 @@
 
 namespace sfpctl {
 
-std::unique_ptr<ModuleSource>
-open_linux_source(const SourceSpec &spec, const SourceSettings & /*settings*/, std::string &error) {
+std::unique_ptr<ModuleSource> open_linux_source(const SourceSpec &spec,
+                                                const SourceSettings & /*settings*/,
+                                                std::string &error, sfp_rc & /*status*/) {
   error = spec.label() + ": cannot open: this sfpctl is built without the Linux backends";
   return nullptr;
 }

@@ -187,7 +187,8 @@ const char *level_text(Level level) {
   return kTexts[static_cast<std::size_t>(level)];
 }
 
-std::unique_ptr<PortBackend> open_backend(const std::string &source, std::string &error) {
+std::unique_ptr<PortBackend> open_backend(const std::string &source, std::string &error,
+                                          BackendOpener others) {
   if (source.starts_with("sim:")) {
     const sfpsim::Profile *profile = sfpsim::find_profile(source.substr(4));
     if (profile == nullptr) {
@@ -199,13 +200,17 @@ std::unique_ptr<PortBackend> open_backend(const std::string &source, std::string
   if (source.starts_with("image:") && source.size() > 6) {
     return std::make_unique<ImageBackend>(source.substr(6));
   }
+  if (others != nullptr) {
+    return others(source, error);
+  }
   error = "unknown source '" + echoed(source) + "' (sim:PROFILE or image:PATH)";
   return nullptr;
 }
 
-WatchedPort::WatchedPort(PortSpec spec, int32_t number, event_manager *manager)
+WatchedPort::WatchedPort(PortSpec spec, int32_t number, event_manager *manager,
+                         BackendOpener others)
     : spec_(std::move(spec)), number_(number), manager_(manager),
-      backend_(open_backend(spec_.source, open_error_)) {}
+      backend_(open_backend(spec_.source, open_error_, others)) {}
 
 WatchedPort::~WatchedPort() {
   drop_port();
@@ -236,7 +241,8 @@ void WatchedPort::create(PortReading &reading) {
   ops.controller = kController;
   ops.port = number_;
   ops.bitbang_read_cb = nullptr;
-  ops.module_present = 1;
+  // A real module is read as found: the transmitter stage never runs.
+  ops.module_present = backend_->real() ? 0 : 1;
   ops.evm = manager_;
   sfp_port_create_result result{};
   const sfp_rc rc = sfp_port_create(&ops, &result);
@@ -360,10 +366,11 @@ PortReading WatchedPort::read() {
   return reading;
 }
 
-PortSet::PortSet(const std::vector<PortSpec> &specs) : manager_(event_manager_create("sfpctl")) {
+PortSet::PortSet(const std::vector<PortSpec> &specs, BackendOpener others)
+    : manager_(event_manager_create("sfpctl")) {
   int32_t number = 1;
   for (const PortSpec &spec : specs) {
-    ports_.push_back(std::make_unique<WatchedPort>(spec, number++, manager_));
+    ports_.push_back(std::make_unique<WatchedPort>(spec, number++, manager_, others));
   }
 }
 

@@ -103,17 +103,26 @@ public:
   virtual sfp_rc fill_ops(sfp_platform_ops &ops, std::string &error) = 0;
   // The simulated module behind the port; null for a real one.
   virtual sfpsim::Module *simulated() = 0;
+  // A module with a live link: its creation leaves the transmitter as found.
+  virtual bool real() const { return false; }
 };
 
-// The backend of a SOURCE: "sim:PROFILE" or "image:PATH". Null and `error`
-// set for a source it does not know.
-std::unique_ptr<PortBackend> open_backend(const std::string &source, std::string &error);
+// Opens the backend of a source other than sim: and image: (the tool's
+// real-module sources); null and `error` set when it cannot.
+using BackendOpener = std::unique_ptr<PortBackend> (*)(const std::string &source,
+                                                       std::string &error);
+
+// The backend of a SOURCE: "sim:PROFILE" or "image:PATH", any other through
+// `others` when given. Null and `error` set for a source it does not know.
+std::unique_ptr<PortBackend> open_backend(const std::string &source, std::string &error,
+                                          BackendOpener others = nullptr);
 
 // One watched port and the library port on its module.
 class WatchedPort {
 public:
   // `manager` gets the library's trace commands at its first creation.
-  WatchedPort(PortSpec spec, int32_t number, event_manager *manager);
+  WatchedPort(PortSpec spec, int32_t number, event_manager *manager,
+              BackendOpener others = nullptr);
   ~WatchedPort();
   WatchedPort(const WatchedPort &) = delete;
   WatchedPort &operator=(const WatchedPort &) = delete;
@@ -135,8 +144,8 @@ private:
   PortSpec spec_;
   int32_t number_;
   event_manager *manager_;
+  std::string open_error_; // before backend_: its opening sets it
   std::unique_ptr<PortBackend> backend_;
-  std::string open_error_;
   sfp_port_ctx *port_ = nullptr;
   bool refused_ = false; // the library refused the module in the port
   std::string refused_problem_;
@@ -150,7 +159,8 @@ private:
 // The ports of a command, read together.
 class PortSet {
 public:
-  explicit PortSet(const std::vector<PortSpec> &specs);
+  // `others` opens the sources beyond sim: and image:.
+  explicit PortSet(const std::vector<PortSpec> &specs, BackendOpener others = nullptr);
   ~PortSet();
   PortSet(const PortSet &) = delete;
   PortSet &operator=(const PortSet &) = delete;

@@ -32,8 +32,9 @@ std::vector<PortSpec> watched_ports(const GlobalOptions &options) {
     return options.ports;
   }
   if (options.module_given) {
-    return {{"module", options.image_path.empty() ? "sim:" + options.profile
-                                                  : "image:" + options.image_path}};
+    const SourceSpec spec = source_spec(options);
+    // A port's image is one file: that of A0h.
+    return {{"module", spec.kind == SourceKind::Image ? "image:" + spec.target : spec.label()}};
   }
   return default_ports();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ports.h"
+#include "watch.h"
 
 namespace CLI {
 class App;
@@ -20,6 +21,11 @@ struct GlobalOptions;
 // The ports of the options: --port and --ports; else the module of --sim or
 // --image as port "module"; else default_ports().
 std::vector<PortSpec> watched_ports(const GlobalOptions &options);
+
+// The backend of a port on an i2c:, eeprom: or ethtool: source: opened, and
+// opened again, at each reading until it can be; presence and serial number
+// read through the source. Null and `error` set for what is not a source.
+std::unique_ptr<PortBackend> open_source_backend(const std::string &source, std::string &error);
 
 // While it lives, SIGINT and SIGTERM only set a flag: they are held back
 // while a reading runs, and end the wait between readings at once.
