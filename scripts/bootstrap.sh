@@ -5,7 +5,11 @@
 set -euo pipefail
 
 packages=(cmake make gcc g++ binutils pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev)
+  libcli11-dev
+  clang libclang-rt-14-dev # fuzzing (scripts/fuzz.sh)
+  gcovr                    # coverage gate (scripts/coverage.sh)
+  python3                  # performance record (scripts/perf-record.sh)
+)
 
 missing=()
 for package in "${packages[@]}"; do
