@@ -182,6 +182,29 @@ TEST_F(SnapshotTest, StatusFailuresAreReportedWithTheirStatus) {
   EXPECT_EQ(sfp_port_hw_status(port, nullptr), SFP_RC_INVALID);
 }
 
+// A set flag is read again; when that second read fails, a paged read's
+// status is the snapshot's, while a failed bit-bang read is only traced and
+// the snapshot goes on.
+TEST_F(SnapshotTest, AFailedSecondReadOfTheFlags) {
+  port_number_ = 4;
+  for (const bool bitbang : {false, true}) {
+    SCOPED_TRACE(bitbang ? "bit-bang" : "paged");
+    sfp_port_ctx *port = port_on("10gbase-sr", bitbang);
+    module().set_live_flags(112, 0x08); // Tx bias high alarm, persisting
+    module().fail_at(1, 112, 5);        // only the second read starts at 112
+    sfp_hw_status_rec rec{};
+    EXPECT_EQ(sfp_port_hw_status(port, &rec), bitbang ? SFP_RC_OK : 5u);
+    EXPECT_EQ(sfptest::records_of("sfp_err", sfpdrv::msg::kBitbangFlagsFailed).size(),
+              bitbang ? 1u : 0u);
+    module().clear_faults();
+    ++port_number_;
+  }
+  sfp_hw_info_rec info{};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(sfp_port_hw_info(nullptr, &info), SFP_RC_INVALID);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sfp port hw info check hdl failed \n");
+}
+
 // What an unprivileged user may plant at a debug file's name in /tmp: the
 // snapshot never writes through it, fails as for a file it cannot create,
 // and leaves the planted thing and whatever it points at as they were.
