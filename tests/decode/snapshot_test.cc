@@ -383,8 +383,16 @@ TEST_F(SnapshotTest, AllocationFailuresGiveNoMemoryAndLeaveThePortUsable) {
     std::free(text);
     text = nullptr;
   }
+  // The report's own working area, after the text: still 12 and no text.
+  sfpdrv::testing::fail_allocation(2);
+  EXPECT_EQ(sfp_port_phy_reg_decode(port, &text, &length), SFP_RC_NO_MEMORY);
+  sfpdrv::testing::fail_allocation(0);
+  EXPECT_EQ(text, nullptr);
+  char buffer[16];
   EXPECT_EQ(sfp_port_get_debug_info(port, nullptr, 100, &length), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_port_get_debug_info(nullptr, buffer, sizeof buffer, &length), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_phy_reg_decode(port, nullptr, &length), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_port_phy_reg_decode(nullptr, &text, &length), SFP_RC_INVALID);
 }
 
 // Three pages of a tunable module and its tuning range; a text that runs
