@@ -2,7 +2,10 @@
 // the simulated adapter), read by everything that decodes it.
 //
 // Input: one options byte, then the image (A0h, the A2h lower half, A2h
-// table 0; up to 512 bytes, the rest zero).
+// table 0; up to 512 bytes, the rest zero), then a schedule of callback
+// failures: each byte fails one callback call, 1 + (byte & 0x3f) calls after
+// the previous failure (the first counted from creation's first call), a
+// failing read handing out byte >> 6 bytes of real data first.
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -20,6 +23,10 @@ constexpr uint8_t kUnsupportedAllowed = 0x04;
 constexpr uint8_t kBehindAdapter = 0x08;
 constexpr uint8_t kWithPhy = 0x10;
 constexpr unsigned kRateShift = 5; // bits 5 and 6: the port's rate code
+
+constexpr std::size_t kImageEnd = 1 + SFP_EEPROM_CALLER_LEN; // options byte and image
+constexpr uint8_t kGapMask = 0x3f;
+constexpr unsigned kPartialShift = 6;
 
 constexpr uint32_t kSmallReport = 200;
 constexpr std::size_t kCanary = 32;
@@ -118,6 +125,20 @@ void check_decoders(const sfpsim::Memory &memory) {
   FUZZ_REQUIRE(verdict <= SFP_COMPLIANCE_VENDOR_CRC);
 }
 
+// Arms the failures of the schedule on the bus the port uses: the module's,
+// or the adapter's when the module sits behind one.
+void schedule_failures(const uint8_t *data, std::size_t size, bool behind_adapter) {
+  uint64_t at = 0;
+  for (std::size_t i = kImageEnd; i < size; ++i) {
+    at += 1 + (data[i] & kGapMask);
+    if (behind_adapter) {
+      g_adapter->fail_nth_access(at, kInjectedFault);
+    } else {
+      g_module->fail_nth_access(at, kInjectedFault, data[i] >> kPartialShift);
+    }
+  }
+}
+
 sfp_platform_ops sfp_ops(uint8_t options) {
   sfp_platform_ops ops = g_module->platform_ops(0, 1);
   ops.module_present = (options & kModulePresent) != 0 ? 1 : 0;
@@ -128,7 +149,8 @@ sfp_platform_ops sfp_ops(uint8_t options) {
   return ops;
 }
 
-void run_direct(uint8_t options) {
+void run_direct(uint8_t options, const uint8_t *data, std::size_t size) {
+  schedule_failures(data, size, false);
   const sfp_platform_ops ops = sfp_ops(options);
   sfp_port_create_result result{};
   const sfp_rc rc = sfp_port_create(&ops, &result);
@@ -141,9 +163,10 @@ void run_direct(uint8_t options) {
   FUZZ_REQUIRE(sfp_port_delete(result.handle) == SFP_RC_OK);
 }
 
-void run_behind_adapter(uint8_t options) {
+void run_behind_adapter(uint8_t options, const uint8_t *data, std::size_t size) {
   g_adapter.emplace();
   g_adapter->seat(*g_module);
+  schedule_failures(data, size, true);
   const qsa_platform_ops ops = g_adapter->platform_ops(1, options & kModulePresent);
   qsa_port_create_result result{};
   const sfp_rc rc = qsa_port_create(&ops, &result);
@@ -187,9 +210,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
   sfp_get_ctx()->unsupported_xcvr_allowed = (options & kUnsupportedAllowed) != 0 ? 1 : 0;
   check_decoders(memory);
   if ((options & kBehindAdapter) != 0) {
-    run_behind_adapter(options);
+    run_behind_adapter(options, data, size);
   } else {
-    run_direct(options);
+    run_direct(options, data, size);
   }
   return 0;
 }
@@ -221,6 +244,28 @@ void generate_inputs(bool mutated, const Emit &emit) {
       input[at] = static_cast<uint8_t>(at % 2 != 0 ? original ^ (1u << (at / 2 % 8)) : ~original);
       emit(input);
       input[at] = original;
+    }
+  }
+  // Failure schedules: on a few profiles, one failure at each of the first
+  // calls (seeds: a handful), and two failures close together.
+  const std::size_t sweep = mutated ? 48 : 4;
+  for (const char *name : {"10gbase-sr", "1000base-lx-extcal", "10g-tunable-dwdm"}) {
+    const sfpsim::Profile *profile = sfpsim::find_profile(name);
+    if (profile == nullptr) {
+      continue;
+    }
+    const auto image = sfpsim::Module(*profile).caller_image();
+    std::vector<uint8_t> input(kImageEnd);
+    std::memcpy(input.data() + 1, image.data(), image.size());
+    for (uint8_t options : {kModulePresent, uint8_t{kBehindAdapter | kModulePresent}}) {
+      input[0] = options;
+      for (std::size_t first = 0; first < sweep; ++first) {
+        input.resize(kImageEnd);
+        input.push_back(static_cast<uint8_t>(first | (first % 4) << kPartialShift));
+        emit(input);
+        input.push_back(0x01);
+        emit(input);
+      }
     }
   }
   if (mutated) {

@@ -1,8 +1,11 @@
 // Runs a fuzz target without libFuzzer: on each file named on the command
-// line, or with no arguments on the target's generated inputs. With
+// line (a directory stands for every file in it, hidden ones aside, in name
+// order), or with no arguments on the target's generated inputs. With
 // `--seeds DIR` it writes the unmutated seed inputs to DIR instead, as a
 // starting corpus for libFuzzer.
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -11,17 +14,54 @@
 
 namespace {
 
+bool replay_file(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) {
+    std::fprintf(stderr, "cannot read %s\n", path.c_str());
+    return false;
+  }
+  const std::vector<uint8_t> input{std::istreambuf_iterator<char>(file), {}};
+  LLVMFuzzerTestOneInput(input.data(), input.size());
+  return true;
+}
+
+// The files to replay for one argument; a missing path is an error, so a
+// mistyped corpus directory cannot pass by replaying nothing.
+bool collect(const std::string &arg, std::vector<std::string> &paths) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  if (!fs::is_directory(arg, error)) {
+    if (!fs::exists(arg, error)) {
+      std::fprintf(stderr, "no such file or directory: %s\n", arg.c_str());
+      return false;
+    }
+    paths.push_back(arg);
+    return true;
+  }
+  std::vector<std::string> found;
+  for (const fs::directory_entry &entry : fs::directory_iterator(arg, error)) {
+    if (entry.is_regular_file() && entry.path().filename().string().front() != '.') {
+      found.push_back(entry.path().string());
+    }
+  }
+  std::sort(found.begin(), found.end());
+  paths.insert(paths.end(), found.begin(), found.end());
+  return !error;
+}
+
 int run_files(int argc, char **argv) {
+  std::vector<std::string> paths;
   for (int i = 1; i < argc; ++i) {
-    std::ifstream file(argv[i], std::ios::binary);
-    if (!file) {
-      std::fprintf(stderr, "cannot read %s\n", argv[i]);
+    if (!collect(argv[i], paths)) {
       return 1;
     }
-    const std::vector<uint8_t> input{std::istreambuf_iterator<char>(file), {}};
-    LLVMFuzzerTestOneInput(input.data(), input.size());
   }
-  std::printf("%d file(s) replayed\n", argc - 1);
+  for (const std::string &path : paths) {
+    if (!replay_file(path)) {
+      return 1;
+    }
+  }
+  std::printf("%zu file(s) replayed\n", paths.size());
   return 0;
 }
 

@@ -21,6 +21,10 @@ packages=(
   libfmt-dev
   doxygen
   abigail-tools
+  clang
+  libclang-rt-14-dev
+  gcovr
+  python3
 )
 
 # promtool (package prometheus, large) checks sfpctl's metrics output in the

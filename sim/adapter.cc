@@ -154,6 +154,13 @@ uint8_t Adapter::upper(uint8_t page, uint8_t offset) const {
   return offset >= kUpperStart ? upper_[page][offset - kUpperStart] : 0;
 }
 
+void Adapter::set_upper(uint8_t page, uint8_t offset, uint8_t value) {
+  std::lock_guard<std::mutex> guard(lock_);
+  if (offset >= kUpperStart) {
+    upper_[page][offset - kUpperStart] = value;
+  }
+}
+
 std::array<uint8_t, QSA_ADAPTER_EEPROM_LEN> Adapter::eeprom_image() const {
   std::lock_guard<std::mutex> guard(lock_);
   std::array<uint8_t, QSA_ADAPTER_EEPROM_LEN> image{};

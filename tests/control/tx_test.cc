@@ -166,6 +166,7 @@ TEST_F(TxTest, PeakingWritesTheMaskedValueAndReportsBothPeakings) {
       {784, 0xA5, 0x30C, 0xF0F, 0, "r1.114 w1.114=ac r1.114 r1.115"},
       {786, 0xAC, 0x0C, 0x0F, 0, "r1.114 w1.114=ac r1.114 r1.115"},
       {784, 0xA5, 0x0C, 0x0F, 1, "r1.114! w1.114=0c r1.114 r1.115"},
+      {784, 0xA5, 0x0C, 0x0F, 2, "r1.114 w1.114=ac! r1.114 r1.115"},
       {784, 0xA5, 0x0C, 0x0F, 3, "r1.114 w1.114=ac r1.114! r1.115"},
   };
   for (const auto &[type, byte114, value, mask, failing_call, expected] : cases) {
@@ -174,6 +175,8 @@ TEST_F(TxTest, PeakingWritesTheMaskedValueAndReportsBothPeakings) {
     module_->fail_nth_access(failing_call, 3);
     EXPECT_EQ(sfp_port_configure_peaking_ctle(port, value, mask), SFP_RC_OK);
     EXPECT_EQ(bus(*module_), expected);
+    // A failed write is traced, not returned.
+    EXPECT_EQ(records_of("sfp_err", kPeakingWriteError).size(), failing_call == 2 ? 1u : 0u);
   }
   EXPECT_EQ(text_of("sfp_evt", kPeakingTxValue),
             "Controller 0 Port 0: SFP25G TX CTLE peaking value = 0x0 rc = 0x3\n");

@@ -120,6 +120,7 @@ TEST(IdDecodeTest, ValuesThatDependOnParticularBytes) {
     const char *pid = nullptr;
   } cases[] = {
       {{{0, 141}}, kKind, "T-SFP"}, {{{0, 11}}, kKind, "DWDM"},
+      {{{0, 6}}, kKind, "XFP"}, {{{0, 12}}, kKind, "T-XFP"},
       {{{11, 7}}, kEncoding, "Unknown"}, {{{11, 0x80}}, kEncoding, "Unknown"},
       {{{20, 0xff}, {21, 'A'}}, kName, ""},
       {{{60, 0x05}, {61, 0x0e}}, kWave, "1294 nm"}, {{{62, 5}}, kFraction, "0.05 nm"},

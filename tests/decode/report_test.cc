@@ -6,6 +6,7 @@
 #include <array>
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -118,6 +119,23 @@ TEST_F(ReportTest, AllocationFailuresEndTheReportOrDropAPiece) {
 }
 
 using Area = std::array<uint8_t, 128>;
+
+// A missing area, page or table is refused with 22, and nothing is written.
+TEST(MakerAreaTest, MissingArgumentsAreRefused) {
+  Area area{};
+  area.fill(0x5a);
+  const Area before = area;
+  auto table = std::make_unique<sfp_user_eeprom_field_table>();
+  uint32_t stored = 0;
+  uint32_t computed = 0;
+  EXPECT_EQ(sfp_xcvr_decode_user_eeprom(nullptr, table.get()), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_decode_user_eeprom(area.data(), nullptr), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_decode_a2_02_eeprom(nullptr, area.data(), table.get()), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_decode_a2_02_eeprom(area.data(), nullptr, table.get()), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_decode_a2_02_eeprom(area.data(), area.data(), nullptr), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_check_compliance_vendor_chksum(nullptr, &stored, &computed), SFP_RC_INVALID);
+  EXPECT_EQ(area, before);
+}
 
 // Byte 24: the range from bits 0 and 1 alone while bits 6 and 7 are clear;
 // else from bits 6 and 7, with compensation, latching and maximum power.

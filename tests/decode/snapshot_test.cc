@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "common/alloc.h"
 #include "decode/messages.h"
 #include "support/port_harness.h"
 
@@ -181,6 +182,29 @@ TEST_F(SnapshotTest, StatusFailuresAreReportedWithTheirStatus) {
   EXPECT_EQ(sfp_port_hw_status(port, nullptr), SFP_RC_INVALID);
 }
 
+// A set flag is read again; when that second read fails, a paged read's
+// status is the snapshot's, while a failed bit-bang read is only traced and
+// the snapshot goes on.
+TEST_F(SnapshotTest, AFailedSecondReadOfTheFlags) {
+  port_number_ = 4;
+  for (const bool bitbang : {false, true}) {
+    SCOPED_TRACE(bitbang ? "bit-bang" : "paged");
+    sfp_port_ctx *port = port_on("10gbase-sr", bitbang);
+    module().set_live_flags(112, 0x08); // Tx bias high alarm, persisting
+    module().fail_at(1, 112, 5);        // only the second read starts at 112
+    sfp_hw_status_rec rec{};
+    EXPECT_EQ(sfp_port_hw_status(port, &rec), bitbang ? SFP_RC_OK : 5u);
+    EXPECT_EQ(sfptest::records_of("sfp_err", sfpdrv::msg::kBitbangFlagsFailed).size(),
+              bitbang ? 1u : 0u);
+    module().clear_faults();
+    ++port_number_;
+  }
+  sfp_hw_info_rec info{};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(sfp_port_hw_info(nullptr, &info), SFP_RC_INVALID);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sfp port hw info check hdl failed \n");
+}
+
 // What an unprivileged user may plant at a debug file's name in /tmp: the
 // snapshot never writes through it, fails as for a file it cannot create,
 // and leaves the planted thing and whatever it points at as they were.
@@ -210,14 +234,10 @@ TEST_F(SnapshotTest, DebugFilesNeverWriteThroughWhatIsPlantedAtTheirName) {
   };
   using Plant = void (*)(const std::string &name, const std::string &to);
   const std::vector<std::pair<const char *, Plant>> plants = {
-      {"symbolic link",
-       [](const std::string &name, const std::string &to) {
-         std::filesystem::create_symlink(to, name);
-       }},
-      {"hard link",
-       [](const std::string &name, const std::string &to) {
-         std::filesystem::create_hard_link(to, name);
-       }},
+      {"symbolic link", [](const std::string &name,
+                           const std::string &to) { std::filesystem::create_symlink(to, name); }},
+      {"hard link", [](const std::string &name,
+                       const std::string &to) { std::filesystem::create_hard_link(to, name); }},
       {"directory", [](const std::string &name, const std::string &) {
          std::filesystem::create_directory(name);
        }}};
@@ -335,6 +355,44 @@ TEST_F(SnapshotTest, IdentityOfAnOpticAndOfACableWithA2h) {
   EXPECT_TRUE(file.ends_with("\n::\n")) << file;
   EXPECT_EQ(sfp_port_hw_info(port_on("10gbase-sr"), nullptr), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_dom_info(nullptr, nullptr), SFP_RC_OK);
+}
+
+// A working area that cannot be allocated fails the call with 12, hands
+// out no text, and the next call succeeds as before.
+TEST_F(SnapshotTest, AllocationFailuresGiveNoMemoryAndLeaveThePortUsable) {
+  sfp_port_ctx *port = port_on("10gbase-sr");
+  sfp_hw_status_rec status{};
+  sfp_hw_info_rec info{};
+  char *text = nullptr;
+  uint32_t length = 0;
+  const struct {
+    const char *what;
+    std::function<sfp_rc()> call;
+  } cases[] = {
+      {"hw_status", [&] { return sfp_port_hw_status(port, &status); }},
+      {"hw_info", [&] { return sfp_port_hw_info(port, &info); }},
+      {"phy_reg_decode", [&] { return sfp_port_phy_reg_decode(port, &text, &length); }},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.what);
+    sfpdrv::testing::fail_allocation(1);
+    EXPECT_EQ(c.call(), SFP_RC_NO_MEMORY);
+    sfpdrv::testing::fail_allocation(0);
+    EXPECT_EQ(text, nullptr);
+    EXPECT_EQ(c.call(), SFP_RC_OK);
+    std::free(text);
+    text = nullptr;
+  }
+  // The report's own working area, after the text: still 12 and no text.
+  sfpdrv::testing::fail_allocation(2);
+  EXPECT_EQ(sfp_port_phy_reg_decode(port, &text, &length), SFP_RC_NO_MEMORY);
+  sfpdrv::testing::fail_allocation(0);
+  EXPECT_EQ(text, nullptr);
+  char buffer[16];
+  EXPECT_EQ(sfp_port_get_debug_info(port, nullptr, 100, &length), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_port_get_debug_info(nullptr, buffer, sizeof buffer, &length), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_port_phy_reg_decode(port, nullptr, &length), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_port_phy_reg_decode(nullptr, &text, &length), SFP_RC_INVALID);
 }
 
 // Three pages of a tunable module and its tuning range; a text that runs

@@ -81,12 +81,30 @@ TEST(Pelog, RendersTheConversionsInUseAndCutsBadRecordsAtTheMismatch) {
   row("5  <bad record>", "dd", "%d %s!", 5, 6); // int where a string is due
   row("1  <bad record>", "d", "%d %d", 1);      // too few arguments
   row("fine 8", "d", "fine %d", 8);
+  // printf's other conversions: precision, width and flags, characters, a
+  // literal percent sign, and '#' dropped before a pointer's own "0x".
+  row("   ab|-7  |", "sd", "%5.2s|%-4d|", "abc", -7);
+  row("hi 100%", "dd", "%c%c 100%%", 'h', 'i');
+  row("0x   1f", "D", "0x%#5p", uintptr_t{0x1f});
   EXPECT_EQ(records_of(b), records);
   EXPECT_EQ(text_of(b), text);
   char small[5] = "####"; // snprintf semantics: cut, terminated, full length returned
   EXPECT_EQ(pelog_text(b, small, sizeof small), text.size());
   EXPECT_STREQ(small, "addr");
   EXPECT_EQ(pelog_for_each(b, nullptr, nullptr), 0u);
+}
+
+// A null buffer is refused by every call that takes one, with nothing
+// touched.
+TEST(Pelog, NullBuffersAreRefused) {
+  EXPECT_EQ(pelog_count(nullptr), 0u);
+  EXPECT_EQ(pelog_dropped(nullptr), 0u);
+  pelog_clear(nullptr);
+  EXPECT_EQ(pelog_show(nullptr, stdout), kInvalid);
+  EXPECT_EQ(pelog_show(open_buffer("test.null"), nullptr), kInvalid);
+  EXPECT_EQ(pelog_find(nullptr), nullptr);
+  pelog_fail_open(nullptr, 5);
+  EXPECT_EQ(pelog_text(nullptr, nullptr, 0), 0u);
 }
 
 TEST(Pelog, FullRingDropsOldestAndKeepsNewestIntact) {

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/alloc.h"
 #include "qsa_harness.h"
 
 namespace {
@@ -137,6 +138,27 @@ int failing_registry_unlock(pthread_mutex_t *m) {
 }
 
 // A check whose registry unlock fails returns that code holding no lock.
+// A context that cannot be allocated: 12 in the status and the result,
+// nothing registered, the one line on standard error, and the next
+// creation succeeds.
+TEST_F(QsaLifecycleTest, CreationWithoutMemoryRegistersNothing) {
+  sfpsim::Adapter &adapter = new_adapter("10gbase-sr");
+  qsa_platform_ops ops = adapter.platform_ops(kPort, 1);
+  ops.evm = sfptest::test_evm();
+  qsa_port_create_result result{};
+  sfpdrv::testing::fail_allocation(1);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(qsa_port_create(&ops, &result), SFP_RC_NO_MEMORY);
+  sfpdrv::testing::fail_allocation(0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "qsa port init : port context find/add error \n");
+  EXPECT_EQ(result.status, SFP_RC_NO_MEMORY);
+  EXPECT_EQ(result.handle, nullptr);
+  EXPECT_TRUE(adapter_registry().empty());
+  EXPECT_EQ(adapter.access_count(), 0u);
+  EXPECT_NE(create_adapter(adapter), nullptr);
+}
+
 TEST_F(QsaLifecycleTest, RegistryUnlockFailureLeavesNoLockHeld) {
   static constexpr sfpdrv::MutexOps kOps{pthread_mutex_trylock, pthread_mutex_lock,
                                          failing_registry_unlock};

@@ -189,3 +189,48 @@ TEST_F(QsaOperationsTest, IdentityRecordAndChecksumsOfTheAdapterImage) {
 }
 
 } // namespace
+
+// A null out-argument of a checked operation is refused with 22, with no
+// bus access, and the port lock is free again; an access with a direction
+// that is neither read nor write is refused the same way.
+TEST_F(QsaOperationsTest, NullOutArgumentsAndBadDirectionAreRefused) {
+  Adapter &adapter = new_adapter("10gbase-sr");
+  qsa_port_ctx *port = create_adapter(adapter);
+  uint32_t size = 0;
+  uint8_t byte = 0;
+  const std::function<sfp_rc()> calls[] = {
+      [&] { return qsa_port_rate(port, nullptr); },
+      [&] { return qsa_port_get_state(port, nullptr); },
+      [&] { return qsa_port_phy_reg_decode(port, nullptr, &size); },
+      [&] { return qsa_access(port, 1, 1, QSA_PAGE_LOWER, &byte, 2); },
+  };
+  for (const auto &call : calls) {
+    const uint64_t accesses = adapter.access_count();
+    EXPECT_EQ(call(), SFP_RC_INVALID);
+    EXPECT_EQ(adapter.access_count(), accesses);
+    EXPECT_EQ(pthread_mutex_trylock(&port->lock), 0);
+    pthread_mutex_unlock(&port->lock);
+  }
+}
+
+// The features an SFP behind an adapter does not have answer with their
+// fixed statuses and touch nothing, whatever the handle.
+TEST_F(QsaOperationsTest, FeaturesWithoutAdapterSupportAnswerFixedStatuses) {
+  Adapter &adapter = new_adapter("25gbase-sr");
+  qsa_port_ctx *port = create_adapter(adapter);
+  const uint64_t accesses = adapter.access_count();
+  for (qsa_port_ctx *hdl : {port, static_cast<qsa_port_ctx *>(nullptr)}) {
+    EXPECT_EQ(qsa_port_tx_cdr_enable(hdl, 1), SFP_RC_OK);
+    EXPECT_EQ(qsa_port_rx_cdr_enable(hdl, 1), SFP_RC_OK);
+    EXPECT_EQ(qsa_port_handle_event_irq(), SFP_RC_OK);
+    EXPECT_EQ(qsa_port_ctle_ena_dis(hdl, 1), SFP_RC_UNSUPPORTED);
+    EXPECT_EQ(qsa_port_high_power_class_ena_dis(hdl, 1), SFP_RC_UNSUPPORTED);
+    EXPECT_EQ(qsa_port_rx_output_ena_dis(hdl, 1), SFP_RC_UNSUPPORTED);
+    EXPECT_EQ(qsa_modify_eq(hdl, 3), SFP_RC_UNSUPPORTED);
+    EXPECT_EQ(qsa_modify_deemphasis(hdl, 3), SFP_RC_UNSUPPORTED);
+    EXPECT_EQ(qsa_modify_amp(hdl, 3), SFP_RC_UNSUPPORTED);
+    sfp_hw_status_rec rec{};
+    EXPECT_EQ(qsa_port_dom_info(hdl, &rec), 1u);
+  }
+  EXPECT_EQ(adapter.access_count(), accesses);
+}

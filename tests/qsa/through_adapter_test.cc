@@ -78,6 +78,31 @@ TEST_F(ThroughAdapterTest, IdentityAndForwardedOperationsMatchADirectlyAttachedM
   }
 }
 
+// Writes on the SFP port behind the adapter land in the module at the same
+// place: A0h, the A2h lower half, and A2h table 0 through its mirror page.
+TEST_F(ThroughAdapterTest, WritesReachTheModuleThroughTheMirrorPages) {
+  sfpsim::Module &module = new_module("10gbase-sr");
+  sfpsim::Adapter &adapter = new_adapter();
+  adapter.seat(module);
+  qsa_port_ctx *port = create_adapter(adapter);
+  ASSERT_NE(port->sfp_port, nullptr);
+  const struct {
+    uint32_t page, offset;
+    uint8_t value;
+    const uint8_t *lands;
+  } cases[] = {
+      {SFP_PAGE_A0, 20, 0x41, &module.memory().a0[20]},
+      {SFP_PAGE_A2, 114, 0x35, &module.memory().a2_lower[114]},
+      {SFP_PAGE_A2_TABLE0, 2, 0x5c, &module.memory().tables[0][2]},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.page);
+    uint8_t value = c.value;
+    EXPECT_EQ(sfp_port_write(port->sfp_port, c.offset, c.page, 1, &value), SFP_RC_OK);
+    EXPECT_EQ(*c.lands, c.value);
+  }
+}
+
 TEST_F(ThroughAdapterTest, AdminStateForwardsAndAFailedStatusIsReported) {
   sfpsim::Adapter &adapter = new_adapter("10gbase-sr");
   qsa_port_ctx *port = create_adapter(adapter);

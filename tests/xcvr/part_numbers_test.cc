@@ -274,6 +274,8 @@ TEST(Wavelength, Conversions) {
       {sfp_xcvr_wavelength_setpoint_from_wl, 1550149, 31002},
       {sfp_xcvr_wl_from_wavelength_setpoint, 0x80000000u, 0}, // 32-bit product
       {sfp_xcvr_wavelengthTolerance_to_wl, 0x80000001u, 0x80000005u},
+      {sfp_xcvr_waveLength_to_wl, 31002, 1550100}, // 50 pm units
+      {sfp_xcvr_wl_from_wavelength_error, 3, 15},  // 5 pm units
   };
   for (std::size_t i = 0; i < std::size(cases); ++i) {
     EXPECT_EQ(cases[i].convert(cases[i].input), cases[i].expected) << "case " << i;

@@ -206,3 +206,28 @@ TEST_F(Supported, LibraryInitialisationSetsTheSupportedTypes) {
 }
 
 } // namespace
+
+namespace {
+
+// A missing image, record or port is refused with a status (or the "none"
+// answer of a query) before anything is read or written.
+TEST(SupportedNullArguments, AreRefusedWithoutTouchingAnything) {
+  std::array<uint8_t, SFP_EEPROM_CALLER_LEN> image{};
+  image[0] = 0x03;
+  const auto before = image;
+  sfp_port_ctx port{};
+  sfp_eeprom_space space{};
+  EXPECT_EQ(sfp_xcvr_which_space_supported(nullptr, nullptr, 0, 0, &space), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_which_space_supported(nullptr, image.data(), 0, 0, nullptr), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_which_space_supported2(nullptr, nullptr, &space, ""), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_which_space_supported2(nullptr, image.data(), nullptr, ""), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_adjust_eeprom(nullptr, image.data(), 0, 0), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_adjust_eeprom(&port, nullptr, 0, 0), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_adjust_eeprom2(nullptr, image.data(), ""), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_adjust_eeprom2(&port, nullptr, ""), SFP_RC_INVALID);
+  EXPECT_EQ(sfp_xcvr_check_a2_space_supported(&port, nullptr, ""), 0u);
+  EXPECT_EQ(sfp_get_base_xcvr_type_from_reg(nullptr), SFP_XCVR_TYPE_UNKNOWN);
+  EXPECT_EQ(image, before);
+}
+
+} // namespace

@@ -101,6 +101,10 @@ public:
   uint8_t lower(uint8_t offset) const;
   void set_lower(uint8_t offset, uint8_t value);
   uint8_t upper(uint8_t page, uint8_t offset) const;
+  // Changes an upper-page byte (offsets 128..255) as the adapter holds it,
+  // checksums included as given; a mirror page keeps it until its next
+  // refresh.
+  void set_upper(uint8_t page, uint8_t offset, uint8_t value);
 
   // The 512 bytes a platform hands to qsa_port_create: the lower page, upper
   // page 0 and the adapter maker's area (version identifier at 148, product
