@@ -40,9 +40,9 @@ uint64_t logged_bytes(const sfpsim::Module &module) {
 
 void BM_RenderMetrics48Ports(benchmark::State &state) {
   platform_clock_set_virtual(1);
-  sfpctl::PortSet set(port_specs({"sim:10gbase-sr", "sim:25gbase-sr-drift",
-                                  "sim:25gbase-sr-rx-alarm", "sim:1000base-lx-extcal",
-                                  "sim:10g-dac-1m", "image:/nonexistent/port.bin"}));
+  sfpctl::PortSet set(
+      port_specs({"sim:10gbase-sr", "sim:25gbase-sr-drift", "sim:25gbase-sr-rx-alarm",
+                  "sim:1000base-lx-extcal", "sim:10g-dac-1m", "image:/nonexistent/port.bin"}));
   const std::vector<sfpctl::PortReading> readings = set.read_all();
   std::string text;
   const double start = cpu_us();

@@ -467,10 +467,11 @@ typedef uint32_t sfp_compliance_result;
 #define SFP_COMPLIANCE_NO_DATA 1u     /**< No identification data. */
 #define SFP_COMPLIANCE_NOT_CHECKED 2u /**< Not checked. */
 #define SFP_COMPLIANCE_BASE_CHECKSUM                                                               \
-  3u                                   /**< The base checksum (bytes 0 to 62 against 63) differs. */
-#define SFP_COMPLIANCE_EXT_CHECKSUM 4u /**< The extended checksum (64 to 94 against 95) differs.   \
-                                        */
-#define SFP_COMPLIANCE_VENDOR_CRC 5u   /**< The vendor area's CRC differs. */
+  3u /**< The base checksum (bytes 0 to 62 against 63) differs. */
+#define SFP_COMPLIANCE_EXT_CHECKSUM                                                                \
+  4u                                 /**< The extended checksum (64 to 94 against 95) differs.     \
+                                      */
+#define SFP_COMPLIANCE_VENDOR_CRC 5u /**< The vendor area's CRC differs. */
 
 /**
  * The base checksum of A0h: the sum of bytes 0 to 62 modulo 256 against

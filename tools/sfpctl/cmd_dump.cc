@@ -10,8 +10,8 @@
 
 #include "command.h"
 #include "session.h"
-#include "terminal_text.h"
 #include "sfpctl_version.h"
+#include "terminal_text.h"
 
 namespace sfpctl {
 namespace {
