@@ -303,13 +303,15 @@ void operation(qsa_port_ctx *port, Script &script) {
   case 9: {
     char *text = nullptr;
     uint32_t size = 0;
-    check_text(qsa_port_read_reg(port, &text, &size), text, size);
+    const sfp_rc rc = qsa_port_read_reg(port, &text, &size); // before text is read
+    check_text(rc, text, size);
     break;
   }
   case 10: {
     char *text = nullptr;
     uint32_t size = 0;
-    check_text(qsa_port_phy_reg_decode(port, &text, &size), text, size);
+    const sfp_rc rc = qsa_port_phy_reg_decode(port, &text, &size); // before text is read
+    check_text(rc, text, size);
     break;
   }
   case 11:
