@@ -26,10 +26,12 @@ const char *const kAdapterProfiles[] = {"10gbase-sr", "1000base-sx", "1000base-t
 class StressTest : public qsatest::QsaTest {};
 
 // One SFP port's life: create, read and check, snapshots, controls, delete.
-void sfp_round(const char *profile, std::atomic<int> &failures) {
+// Each worker is a cage of its own, with its own port number (and so its own
+// debug files), as on a platform.
+void sfp_round(const char *profile, int32_t cage, std::atomic<int> &failures) {
   auto module = sfptest::module_from(profile);
   module->set_logging(false);
-  sfp_platform_ops ops = sfptest::ops_for(*module);
+  sfp_platform_ops ops = sfptest::ops_for(*module, 0, cage);
   ops.module_present = 1;
   sfp_port_create_result result{};
   if (sfp_port_create(&ops, &result) != SFP_RC_OK || result.handle == nullptr) {
@@ -137,7 +139,7 @@ TEST_F(StressTest, ManyPortsOnManyThreads) {
   for (int i = 0; i < kSfpWorkers; ++i) {
     workers.emplace_back([i, &failures] {
       for (int round = 0; round < kRounds; ++round) {
-        sfp_round(kSfpProfiles[(i + round) % 4], failures);
+        sfp_round(kSfpProfiles[(i + round) % 4], 40 + i, failures);
       }
     });
   }
