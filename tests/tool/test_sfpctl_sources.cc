@@ -152,13 +152,18 @@ std::string eeprom_file_of(const sfpsim::Memory &memory) {
 
 TEST(sfpctlSources, ARegularFileLaidOutAsTheKernelsRunsEveryReadOnlyCommand) {
   const std::string path = testing::TempDir() + "sfpctl_eeprom_" + std::to_string(getpid());
-  std::ofstream(path, std::ios::binary)
-      << eeprom_file_of(sfpsim::find_profile("10g-tunable-dwdm")->memory);
+  const std::string module = eeprom_file_of(sfpsim::find_profile("10g-tunable-dwdm")->memory);
+  std::ofstream(path, std::ios::binary) << module;
   for (const char *command : {"identify", "report", "status", "status --json", "info", "regs",
                               "debug", "read 4 128 16", "create", "trace", "dump"}) {
     const ToolRun result = run("--eeprom-file " + path + " " + command);
     EXPECT_EQ(result.exit_code, 0) << command << ": " << result.err;
     EXPECT_EQ(result.err, "") << command;
+    // A read leaves a real module as it found it: no byte written, the
+    // transmitter, power level, CDR and rate untouched.
+    std::ostringstream after;
+    after << std::ifstream(path, std::ios::binary).rdbuf();
+    EXPECT_TRUE(after.str() == module) << command << " changed the module";
   }
   std::filesystem::remove(path);
 }
