@@ -24,17 +24,23 @@ bool injected_failure() {
   }
   return false;
 }
+
+// Counts the allocation, tells the observer and says whether it is to fail.
+bool refused(std::size_t bytes) {
+  g_allocations.fetch_add(1, std::memory_order_relaxed);
+  if (auto *observer = g_observer.load(std::memory_order_acquire)) {
+    observer(bytes);
+  }
+  return injected_failure();
+}
 } // namespace
 
 void *lib_calloc(std::size_t count, std::size_t size) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
-  if (auto *observer = g_observer.load(std::memory_order_acquire)) {
-    observer(count * size);
-  }
-  if (injected_failure()) {
-    return nullptr;
-  }
-  return std::calloc(count, size);
+  return refused(count * size) ? nullptr : std::calloc(count, size);
+}
+
+void *lib_malloc(std::size_t size) {
+  return refused(size) ? nullptr : std::malloc(size);
 }
 
 namespace testing {

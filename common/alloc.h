@@ -10,6 +10,9 @@ namespace sfpdrv {
 // calloc, except that it returns null for an allocation that a test has
 // asked to fail.
 void *lib_calloc(std::size_t count, std::size_t size);
+// malloc, with the same seam: for scratch that is always written before it
+// is read.
+void *lib_malloc(std::size_t size);
 
 namespace testing {
 // Makes the n-th allocation from now fail (1 = the next); 0 disarms. With

@@ -1,5 +1,7 @@
 #include "common/text.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 namespace sfpdrv {
@@ -38,5 +40,117 @@ std::size_t append_hex_bytes(char *dest, std::size_t size, const unsigned char *
   }
   return length;
 }
+
+namespace {
+
+// "%.*s": a text of at most the given number of characters.
+bool is_bounded_text(const char *conversion) {
+  return conversion[0] == '.' && conversion[1] == '*' && conversion[2] == 's';
+}
+
+bool only_plain_conversions(const char *format) {
+  for (const char *f = std::strchr(format, '%'); f != nullptr; f = std::strchr(f + 1, '%')) {
+    ++f; // the conversion
+    if (is_bounded_text(f)) {
+      f += 2;
+    } else if (*f == '\0' || std::strchr("sduc%", *f) == nullptr) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Output cut to the room of a buffer, terminated by finish().
+class Bounded {
+public:
+  Bounded(char *out, std::size_t size) : out_(out), last_(size - 1) {}
+  void put(char c) {
+    if (used_ < last_) {
+      out_[used_++] = c;
+    }
+  }
+  void put(const char *text, std::size_t length) {
+    const std::size_t n = std::min(length, last_ - used_);
+    std::memcpy(out_ + used_, text, n);
+    used_ += n;
+  }
+  void put(const char *text) { put(text, strnlen(text, last_ - used_)); }
+  void put_unsigned(uint64_t value, bool negative) {
+    char digits[24];
+    std::size_t n = sizeof digits;
+    do {
+      digits[--n] = static_cast<char>('0' + value % 10);
+      value /= 10;
+    } while (value != 0);
+    if (negative) {
+      digits[--n] = '-';
+    }
+    put(digits + n, sizeof digits - n);
+  }
+  void finish() { out_[used_] = '\0'; }
+
+private:
+  char *out_;
+  std::size_t last_;
+  std::size_t used_ = 0;
+};
+
+} // namespace
+
+// NOLINTBEGIN(clang-analyzer-valist.Uninitialized): `args` is started by
+// the caller.
+bool format_plain(char *out, std::size_t size, const char *format, va_list args) {
+  if (out == nullptr || size == 0 || format == nullptr || !only_plain_conversions(format)) {
+    return false;
+  }
+  Bounded text(out, size);
+  for (const char *f = format; *f != '\0'; ++f) {
+    const char *percent = std::strchr(f, '%');
+    if (percent == nullptr) {
+      text.put(f);
+      break;
+    }
+    text.put(f, static_cast<std::size_t>(percent - f));
+    f = percent + 1;
+    if (is_bounded_text(f)) {
+      f += 2;
+      const int precision = va_arg(args, int);
+      const char *piece = va_arg(args, const char *);
+      if (piece == nullptr) {
+        // What printf shows for a missing text: "(null)" if it fits, else nothing.
+        piece = precision < 0 || precision >= 6 ? "(null)" : "";
+      }
+      text.put(piece, precision < 0 ? std::strlen(piece)
+                                    : strnlen(piece, static_cast<std::size_t>(precision)));
+      continue;
+    }
+    switch (*f) {
+    case 's': {
+      const char *piece = va_arg(args, const char *);
+      text.put(piece != nullptr ? piece : "(null)");
+      break;
+    }
+    case 'd': {
+      const int value = va_arg(args, int);
+      const auto magnitude = value < 0 ? 0 - static_cast<uint64_t>(static_cast<int64_t>(value))
+                                       : static_cast<uint64_t>(value);
+      text.put_unsigned(magnitude, value < 0);
+      break;
+    }
+    case 'u':
+      text.put_unsigned(va_arg(args, unsigned), false);
+      break;
+    case 'c':
+      text.put(static_cast<char>(va_arg(args, int)));
+      break;
+    default: // "%%"
+      text.put('%');
+      break;
+    }
+  }
+  text.finish();
+  return true;
+}
+// NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 } // namespace sfpdrv

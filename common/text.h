@@ -3,6 +3,7 @@
 #ifndef SFPDRV_COMMON_TEXT_H
 #define SFPDRV_COMMON_TEXT_H
 
+#include <cstdarg>
 #include <cstddef>
 
 namespace sfpdrv {
@@ -19,6 +20,13 @@ std::size_t append_bounded(char *dest, std::size_t size, const char *piece);
 // to `dest` as far as it fits.
 std::size_t append_hex_bytes(char *dest, std::size_t size, const unsigned char *bytes,
                              std::size_t count);
+
+// vsnprintf for the formats most text pieces use: literal text with the
+// plain conversions %s, %.*s, %d, %u, %c and %% (no flags or width).
+// Writes into `out` (`size` bytes, at least 1) exactly what vsnprintf would
+// and returns true; for any other format returns false without reading
+// `args`, and the caller formats the piece with vsnprintf.
+bool format_plain(char *out, std::size_t size, const char *format, va_list args);
 
 } // namespace sfpdrv
 

@@ -70,6 +70,96 @@ float dbm_of(double milliwatts) {
   return 10.0F * std::log10(static_cast<float>(milliwatts));
 }
 
+// A piece of text and fixed-point numbers built without the formatter:
+// printf's "%f" is most of the cost of a diagnostics decode. fixed() writes a
+// number exactly as "%<width>.<decimals>f" would; where it cannot be sure of
+// printf's rounding (a value within a hair of a tie, a large or non-finite
+// value) the piece is marked not ok and the caller formats it with printf.
+class FixedPiece {
+public:
+  FixedPiece &text(const char *piece) {
+    const std::size_t n = std::strlen(piece);
+    if (length_ + n >= sizeof text_) {
+      ok_ = false;
+      return *this;
+    }
+    std::memcpy(text_ + length_, piece, n);
+    length_ += n;
+    return *this;
+  }
+
+  FixedPiece &fixed(double value, int width, int decimals) {
+    char digits[kMaxDigits];
+    std::size_t n = 0;
+    if (!std::isfinite(value) || decimals < 0 ||
+        decimals >= static_cast<int>(kPowersOfTen.size())) {
+      ok_ = false;
+      return *this;
+    }
+    const double scaled = std::fabs(value) * kPowersOfTen.at(static_cast<std::size_t>(decimals));
+    const double rounded = std::nearbyint(scaled);
+    if (scaled >= kExactBelow || std::fabs(std::fabs(scaled - rounded) - 0.5) < kTieMargin) {
+      ok_ = false;
+      return *this;
+    }
+    // Digits from the last: the fraction, its point, the whole part, the sign.
+    auto units = static_cast<uint64_t>(rounded);
+    for (int i = 0; i < decimals; ++i, units /= 10) {
+      digits[n++] = static_cast<char>('0' + units % 10);
+    }
+    if (decimals > 0) {
+      digits[n++] = '.';
+    }
+    do {
+      digits[n++] = static_cast<char>('0' + units % 10);
+      units /= 10;
+    } while (units != 0);
+    if (std::signbit(value)) {
+      digits[n++] = '-';
+    }
+    const int used = static_cast<int>(n);
+    const std::size_t padding = width > used ? static_cast<std::size_t>(width - used) : 0;
+    if (length_ + padding + n >= sizeof text_) {
+      ok_ = false;
+      return *this;
+    }
+    std::memset(text_ + length_, ' ', padding);
+    length_ += padding;
+    while (n > 0) {
+      text_[length_++] = digits[--n];
+    }
+    return *this;
+  }
+
+  bool ok() const { return ok_; }
+  const char *c_str() {
+    text_[length_] = '\0';
+    return text_;
+  }
+
+private:
+  static constexpr std::array<double, 6> kPowersOfTen = {1, 10, 100, 1000, 10000, 100000};
+  // Below this a double's spacing is far finer than the tie margin, so the
+  // rounding of the scaled value is certain.
+  static constexpr double kExactBelow = 1e9;
+  static constexpr double kTieMargin = 1e-6;
+  static constexpr std::size_t kMaxDigits = 24;
+
+  char text_[kPieceScratch] = {};
+  std::size_t length_ = 0;
+  bool ok_ = true;
+};
+
+// Appends a fixed-point number as "%0.3f".
+void append_fixed_point(char *text, int32_t size, float number) {
+  FixedPiece piece;
+  if (piece.fixed(static_cast<double>(number), 0, 3).ok()) {
+    append_text(text, size, piece.c_str());
+    return;
+  }
+  append_piece(text, size, "%0.3f", static_cast<double>(number));
+}
+
 } // namespace
 
 void append_piece(char *text, int32_t size, const char *format, ...) {
@@ -79,11 +169,23 @@ void append_piece(char *text, int32_t size, const char *format, ...) {
   char scratch[kPieceScratch];
   va_list args;
   va_start(args, format);
-  const int n = std::vsnprintf(scratch, sizeof scratch, format, args);
+  // Most pieces need no more than the plain formatter; printf only for the rest.
+  const bool formatted = format_plain(scratch, sizeof scratch, format, args) ||
+                         std::vsnprintf(scratch, sizeof scratch, format, args) >= 0;
   va_end(args);
-  if (n < 0) {
+  if (formatted) {
+    append_bounded(text, static_cast<std::size_t>(size), scratch);
+  }
+}
+
+void append_text(char *text, int32_t size, const char *piece) {
+  if (text == nullptr || size <= 0 || piece == nullptr) {
     return;
   }
+  char scratch[kPieceScratch];
+  const std::size_t n = strnlen(piece, kPieceScratch - 1);
+  std::memcpy(scratch, piece, n);
+  scratch[n] = '\0';
   append_bounded(text, static_cast<std::size_t>(size), scratch);
 }
 
@@ -100,7 +202,7 @@ void xcvr_bytes_to_hex_string(char *text, int32_t size, const uint8_t *bytes, in
     scratch[used++] = ' ';
   }
   scratch[used] = '\0';
-  append_piece(text, size, "%s", scratch);
+  append_text(text, size, scratch);
 }
 
 void xcvr_length_to_string(uint8_t length, uint32_t unit, char *text, int32_t size) {
@@ -168,7 +270,7 @@ extern "C" SFPDRV_API void xcvr_id_signed_fixed_point16_to_string(uint32_t value
     append_piece(text, size, "1.000");
     return;
   }
-  append_piece(text, size, "%0.3f", static_cast<double>(number));
+  append_fixed_point(text, size, number);
 }
 
 extern "C" SFPDRV_API uint32_t xcvr_id_unsigned_fixed_point16_to_float(uint32_t value, float *out) {
@@ -186,12 +288,18 @@ extern "C" SFPDRV_API void xcvr_id_unsigned_fixed_point16_to_string(uint32_t val
     append_piece(text, size, "1.000");
     return;
   }
-  append_piece(text, size, "%0.3f", static_cast<double>(number));
+  append_fixed_point(text, size, number);
 }
 
 extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_string(uint32_t value, char *text,
                                                            int32_t size) {
-  append_piece(text, size, "%3.3f mAmps", static_cast<double>(milliamps_of(value)));
+  const auto milliamps = static_cast<double>(milliamps_of(value));
+  FixedPiece piece;
+  if (piece.fixed(milliamps, 3, 3).text(" mAmps").ok()) {
+    append_text(text, size, piece.c_str());
+    return;
+  }
+  append_piece(text, size, "%3.3f mAmps", milliamps);
 }
 
 extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_value(uint32_t value, float *milliamps) {
@@ -201,7 +309,13 @@ extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_value(uint32_t value, float 
 }
 
 extern "C" SFPDRV_API void xcvr_voltage_to_string(uint32_t value, char *text, int32_t size) {
-  append_piece(text, size, "%1.3f Volt", static_cast<double>(volts_of(value)));
+  const auto volts = static_cast<double>(volts_of(value));
+  FixedPiece piece;
+  if (piece.fixed(volts, 1, 3).text(" Volt").ok()) {
+    append_text(text, size, piece.c_str());
+    return;
+  }
+  append_piece(text, size, "%1.3f Volt", volts);
 }
 
 extern "C" SFPDRV_API void xcvr_voltage_to_value(uint32_t value, float *volts) {
@@ -221,8 +335,13 @@ extern "C" SFPDRV_API void xcvr_pwr_uint16_to_dbm_string(uint32_t value, char *t
     append_piece(text, size, " 0.000 mW (<-40.00 dBm)");
     return;
   }
-  append_piece(text, size, " %0.5f mW (%2.5f dBm)", milliwatts,
-               static_cast<double>(dbm_of(milliwatts)));
+  const auto dbm = static_cast<double>(dbm_of(milliwatts));
+  FixedPiece piece;
+  if (piece.text(" ").fixed(milliwatts, 0, 5).text(" mW (").fixed(dbm, 2, 5).text(" dBm)").ok()) {
+    append_text(text, size, piece.c_str());
+    return;
+  }
+  append_piece(text, size, " %0.5f mW (%2.5f dBm)", milliwatts, dbm);
 }
 
 extern "C" SFPDRV_API void xcvr_pwr_uint16_to_dbm_value(uint32_t value, float *dbm) {

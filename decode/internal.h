@@ -30,6 +30,10 @@ inline constexpr int32_t kFieldRawBound = 64;
 void append_piece(char *text, int32_t size, const char *format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// Appends a text as a piece: cut to 79 characters, then appended as far as
+// it fits, as append_piece(text, size, "%s", piece) would.
+void append_text(char *text, int32_t size, const char *piece);
+
 // Appends "%02x " for each of `count` bytes (at most 20 are rendered) to the
 // text in `text` of `size` bytes. A missing text or bytes, or a count below
 // 1, renders nothing.

@@ -31,8 +31,9 @@ constexpr uint32_t kSeparatorAfter = 7; // " : " after the eighth byte of a line
 constexpr std::size_t kLineScratch = 12 + 16 * 3 + 2 + 2;
 
 // Appends "hh " (or "hh : " after the eighth byte of a line) to `out`.
+constexpr char kDigits[] = "0123456789abcdef";
+
 char *put_byte(char *out, uint8_t byte, bool separator) {
-  static constexpr char kDigits[] = "0123456789abcdef";
   *out++ = kDigits[byte >> 4];
   *out++ = kDigits[byte & 0xf];
   *out++ = ' ';
@@ -40,6 +41,22 @@ char *put_byte(char *out, uint8_t byte, bool separator) {
     *out++ = ':';
     *out++ = ' ';
   }
+  return out;
+}
+
+// Appends "0x%04x: " of the offset to `out`.
+char *put_offset(char *out, uint32_t offset) {
+  int digits = 4;
+  while (digits < 8 && (offset >> (4 * digits)) != 0) {
+    ++digits;
+  }
+  *out++ = '0';
+  *out++ = 'x';
+  for (int d = digits - 1; d >= 0; --d) {
+    *out++ = kDigits[(offset >> (4 * d)) & 0xf];
+  }
+  *out++ = ':';
+  *out++ = ' ';
   return out;
 }
 
@@ -55,8 +72,7 @@ sfp_rc dump_page(const uint8_t *image, uint32_t start, char *text, uint32_t size
   for (uint32_t line = 0; line < kDumpLines; ++line) {
     const uint32_t first = start + kBytesPerLine * line;
     char scratch[kLineScratch];
-    const int prefix = std::snprintf(scratch, sizeof scratch, "0x%04x: ", first);
-    char *out = scratch + prefix;
+    char *out = put_offset(scratch, first);
     for (uint32_t i = 0; i < kBytesPerLine; ++i) {
       out = put_byte(out, image[first + i], i == kSeparatorAfter);
     }
@@ -156,17 +172,19 @@ void ReportText::add(const char *format, ...) {
     return;
   }
   ++piece_;
-  // A piece without a scratch counts as empty.
-  auto *scratch = static_cast<char *>(lib_calloc(kPieceSize, 1));
+  // A piece without a scratch counts as empty. vsnprintf always terminates
+  // what it writes, so the scratch need not be cleared.
+  auto *scratch = static_cast<char *>(lib_malloc(kPieceSize));
   std::size_t n = 0;
   if (scratch == nullptr) {
     trace<msg::kReportPieceLost>(port_.err_trace, port_.controller, port_.port, piece_);
   } else {
     va_list args;
     va_start(args, format);
-    const int written = std::vsnprintf(scratch, kPieceSize, format, args);
+    const bool formatted = format_plain(scratch, kPieceSize, format, args) ||
+                           std::vsnprintf(scratch, kPieceSize, format, args) >= 0;
     va_end(args);
-    n = written < 0 ? 0 : std::strlen(scratch);
+    n = formatted ? std::strlen(scratch) : 0;
   }
   if (room_ > n) {
     if (n != 0) {
@@ -244,7 +262,8 @@ sfp_rc add_dump(ReportText &report, const uint8_t *image, uint32_t start) {
   if (report.failed()) {
     return SFP_RC_OK;
   }
-  auto *scratch = static_cast<char *>(lib_calloc(kDumpScratch, 1));
+  // The dump clears its text first.
+  auto *scratch = static_cast<char *>(lib_malloc(kDumpScratch));
   const sfp_rc rc = plug_eeprom_page_to_ascii(image, start, scratch, kDumpScratch, kDumpCount);
   if (rc == SFP_RC_OK) {
     report.add("%s", scratch);
