@@ -117,6 +117,11 @@ struct Rig {
   }
 };
 
+// Every library callback goes through here, so that each seam call is known
+// by the library access it serves. What a library operation must give when a
+// seam call fails is what it gives when that access fails at its callback
+// (the library's own handling, proven by the module sweeps): the backend
+// passes the errno back as the callback's status, and nothing else changes.
 template <typename Call> int counted(Call &&call) {
   Rig &rig = *g_rig;
   const std::size_t first = rig.kernel->calls().size();
@@ -409,15 +414,27 @@ std::size_t a0_calls(const Config &config, const std::string &profile) {
   return rig.kernel->calls().size() - before;
 }
 
-// From the k-th seam call on: the first call whose failure counts decides.
-Expect first_failure(const Rule &once, std::size_t i, const Tokens &run) {
-  for (; i < run.size(); ++i) {
-    const Expect e = once(i, run);
-    if (e.kind != Expect::Kind::Ignored) {
-      return e;
+// From the k-th seam call on, the first call whose failure counts decides.
+Rule onward_of(Rule each) {
+  return [each](std::size_t i, const Tokens &run) {
+    for (; i < run.size(); ++i) {
+      const Expect e = each(i, run);
+      if (e.kind != Expect::Kind::Ignored) {
+        return e;
+      }
     }
-  }
-  return kUntouched;
+    return kUntouched;
+  };
+}
+
+// A seam call fails as its library callback failing would.
+Rule by_callback(const std::shared_ptr<Reference> &ref, Mode mode) {
+  Rule each = [ref, mode](std::size_t i, const Tokens &run) {
+    const std::size_t n = callback_of(run[i]);
+    return n == 0 || !can_fail(run[i]) ? kUntouched
+                                       : (mode == Mode::Once ? ref->once : ref->onward)[n - 1];
+  };
+  return mode == Mode::Once ? each : onward_of(each);
 }
 
 class LinuxFaultSweep : public sfptest::PortTest {};
@@ -443,22 +460,14 @@ TEST_F(LinuxFaultSweep, EverySeamCallOfEveryBackend) {
         Rule once;
         Rule onward;
         if (c.library) {
-          const std::size_t callbacks = tokens.empty() ? 0 : callback_of(tokens.back());
+          std::size_t callbacks = 0;
+          for (const std::string &token : tokens) {
+            callbacks = std::max(callbacks, callback_of(token));
+          }
           auto ref = std::make_shared<Reference>(
               reference_of(config, profile, c, callbacks, clean_records));
-          once = [ref](std::size_t i, const Tokens &run) {
-            const std::size_t n = callback_of(run[i]);
-            return n == 0 || !can_fail(run[i]) ? kUntouched : ref->once[n - 1];
-          };
-          onward = [ref](std::size_t i, const Tokens &run) {
-            for (; i < run.size(); ++i) {
-              const std::size_t n = callback_of(run[i]);
-              if (n != 0 && can_fail(run[i])) {
-                return ref->onward[n - 1];
-              }
-            }
-            return kUntouched;
-          };
+          once = by_callback(ref, Mode::Once);
+          onward = by_callback(ref, Mode::Onward);
         } else if (config.backend == Backend::File && c.error == EACCES) {
           // Write access refused: the file opens read-only instead.
           once = [](std::size_t, const Tokens &) { return kUntouched; };
@@ -468,7 +477,7 @@ TEST_F(LinuxFaultSweep, EverySeamCallOfEveryBackend) {
           once = [c, a2_from](std::size_t i, const Tokens &run) {
             return entry_rule(c, run[i], i, a2_from);
           };
-          onward = [once](std::size_t i, const Tokens &run) { return first_failure(once, i, run); };
+          onward = onward_of(once);
         }
         swept += prooftest::run_sweep(
             name, [&] { return make_trial(config, profile, c, false); }, once, clean, c.error,
