@@ -25,6 +25,8 @@ namespace {
 constexpr uint32_t kA2LinearAt = 256;
 constexpr uint32_t kLargestImage = 512;
 constexpr size_t kNetlinkBuffer = 8192;
+// Replies to earlier requests one exchange drops at most before it gives up.
+constexpr uint32_t kStaleReplies = 8;
 
 int error_of(long result) {
   return result < 0 ? errno : 0;
@@ -206,16 +208,26 @@ private:
   }
   nlmsghdr *start_request(uint8_t command) { return start(family_, command); }
 
-  // Sends the request and reads the one reply message.
+  // Sends the request and reads its reply. The reply to an earlier request
+  // whose receive failed may still be queued before it: such a reply (an
+  // older sequence number) is dropped, never taken for this one's.
   int exchange(nlmsghdr *request, uint16_t reply_type, Found &found) {
+    const uint32_t sequence = request->nlmsg_seq;
     if (sys().nl_send(nl_, request, request->nlmsg_len) < 0) {
       return errno;
     }
-    const ssize_t length = sys().nl_recv(nl_, buffer_.data(), buffer_.size());
-    if (length < 0) {
-      return errno;
+    for (uint32_t dropped = 0; dropped <= kStaleReplies; ++dropped) {
+      const ssize_t length = sys().nl_recv(nl_, buffer_.data(), buffer_.size());
+      if (length < 0) {
+        return errno;
+      }
+      const auto *reply = reinterpret_cast<const nlmsghdr *>(buffer_.data());
+      if (!mnl_nlmsg_ok(reply, static_cast<int>(length)) || reply->nlmsg_seq == sequence) {
+        return parse_reply(buffer_.data(), static_cast<size_t>(length), reply_type, find_attr,
+                           &found);
+      }
     }
-    return parse_reply(buffer_.data(), static_cast<size_t>(length), reply_type, find_attr, &found);
+    return EPROTO;
   }
 
   std::string ifname_;

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <string>
 
@@ -43,10 +44,12 @@ constexpr uint32_t kWritePage = 8;
 constexpr uint32_t kFileSize = 384 + 4 * 128;
 
 FakeKernel *g_current = nullptr;
+std::size_t g_nl_sockets = 0;
 
-// A fake netlink socket: the reply waiting to be read.
+// A fake netlink socket: the replies waiting to be read, one datagram each,
+// oldest first (a reply not read stays queued, as in the kernel).
 struct NlSocket {
-  std::vector<uint8_t> pending;
+  std::deque<std::vector<uint8_t>> replies;
 };
 
 FakeKernel::Fd *find_fd(int number) {
@@ -68,6 +71,29 @@ int fail(int error) {
 
 const lb::SysCalls &real() {
   return lb::real_sys();
+}
+
+// The error a seam call is to fail with, if the fake kernel is in force.
+int seam_fault(const char *name, bool can_fail = true) {
+  return g_current != nullptr ? g_current->seam(name, can_fail) : 0;
+}
+
+const char *ioctl_name(unsigned long request) {
+  switch (request) {
+  case I2C_FUNCS:
+    return "ioctl:funcs";
+  case I2C_SLAVE:
+  case I2C_SLAVE_FORCE:
+    return "ioctl:slave";
+  case I2C_RDWR:
+    return "ioctl:rdwr";
+  case I2C_SMBUS:
+    return "ioctl:smbus";
+  case SIOCETHTOOL:
+    return "ioctl:ethtool";
+  default:
+    return "ioctl";
+  }
 }
 
 // --- the module behind the bus --------------------------------------------
@@ -221,6 +247,9 @@ int add_fd(FakeKernel::Fd::Kind kind) {
 }
 
 int fake_open(const char *path, int flags) {
+  if (const int error = seam_fault("open")) {
+    return fail(error);
+  }
   FakeKernel *k = g_current;
   if (k != nullptr && path != nullptr) {
     if (k->i2c_device == path) {
@@ -237,6 +266,7 @@ int fake_open(const char *path, int flags) {
 }
 
 int fake_close(int number) {
+  const int error = seam_fault("close");
   FakeKernel::Fd *fd = find_fd(number);
   if (fd == nullptr) {
     return real().close(number);
@@ -244,7 +274,7 @@ int fake_close(int number) {
   auto &fds = g_current->fds;
   fds.erase(std::find(fds.begin(), fds.end(), fd));
   delete fd;
-  return 0;
+  return error == 0 ? 0 : fail(error);
 }
 
 int i2c_rdwr(FakeKernel &k, i2c_rdwr_ioctl_data *data) {
@@ -370,6 +400,9 @@ int ethtool_ioctl(FakeKernel &k, ifreq *ifr) {
 }
 
 int fake_ioctl(int number, unsigned long request, void *arg) {
+  if (const int error = seam_fault(ioctl_name(request))) {
+    return fail(error);
+  }
   FakeKernel::Fd *fd = find_fd(number);
   if (fd == nullptr) {
     return real().ioctl(number, request, arg);
@@ -405,6 +438,9 @@ int fake_ioctl(int number, unsigned long request, void *arg) {
 }
 
 ssize_t fake_pread(int number, void *buffer, size_t count, off_t offset) {
+  if (const int error = seam_fault("pread")) {
+    return fail(error);
+  }
   FakeKernel::Fd *fd = find_fd(number);
   if (fd == nullptr) {
     return real().pread(number, buffer, count, offset);
@@ -424,6 +460,9 @@ ssize_t fake_pread(int number, void *buffer, size_t count, off_t offset) {
 }
 
 ssize_t fake_pwrite(int number, const void *buffer, size_t count, off_t offset) {
+  if (const int error = seam_fault("pwrite")) {
+    return fail(error);
+  }
   FakeKernel::Fd *fd = find_fd(number);
   if (fd == nullptr) {
     return real().pwrite(number, buffer, count, offset);
@@ -443,6 +482,9 @@ ssize_t fake_pwrite(int number, const void *buffer, size_t count, off_t offset) 
 }
 
 int fake_socket(int domain, int type, int protocol) {
+  if (const int error = seam_fault("socket")) {
+    return fail(error);
+  }
   if (g_current != nullptr && domain == AF_INET) {
     return add_fd(FakeKernel::Fd::Kind::Socket);
   }
@@ -450,6 +492,9 @@ int fake_socket(int domain, int type, int protocol) {
 }
 
 ssize_t fake_readlink(const char *path, char *buffer, size_t size) {
+  if (const int error = seam_fault("readlink")) {
+    return fail(error);
+  }
   FakeKernel *k = g_current;
   int number = -1;
   if (k != nullptr && std::sscanf(k->i2c_device.c_str(), "/dev/i2c-%d", &number) == 1) {
@@ -467,7 +512,15 @@ ssize_t fake_readlink(const char *path, char *buffer, size_t size) {
   return real().readlink(path, buffer, size);
 }
 
+int fake_stat(const char *path, struct stat *info) {
+  if (const int error = seam_fault("stat")) {
+    return fail(error);
+  }
+  return real().stat(path, info);
+}
+
 void fake_sleep_us(uint32_t microseconds) {
+  seam_fault("sleep", false);
   if (g_current == nullptr) {
     real().sleep_us(microseconds);
     return;
@@ -478,31 +531,40 @@ void fake_sleep_us(uint32_t microseconds) {
 // --- netlink ---------------------------------------------------------------
 
 void *fake_nl_open() {
+  if (const int error = seam_fault("nl_open")) {
+    errno = error;
+    return nullptr;
+  }
+  ++g_nl_sockets;
   return new NlSocket;
 }
 
 void fake_nl_close(void *socket) {
+  seam_fault("nl_close", false);
+  --g_nl_sockets;
   delete static_cast<NlSocket *>(socket);
 }
 
 uint32_t fake_nl_portid(void *) {
+  seam_fault("nl_portid", false);
   return 4242;
 }
 
 void put_error(NlSocket &socket, const nlmsghdr *request, int error) {
-  socket.pending.assign(MNL_SOCKET_BUFFER_SIZE, 0);
-  nlmsghdr *reply = mnl_nlmsg_put_header(socket.pending.data());
+  std::vector<uint8_t> &out = socket.replies.emplace_back(MNL_SOCKET_BUFFER_SIZE, 0);
+  nlmsghdr *reply = mnl_nlmsg_put_header(out.data());
   reply->nlmsg_type = NLMSG_ERROR;
   reply->nlmsg_seq = request->nlmsg_seq;
   auto *payload = static_cast<nlmsgerr *>(mnl_nlmsg_put_extra_header(reply, sizeof(nlmsgerr)));
   payload->error = -error;
   payload->msg = *request;
-  socket.pending.resize(reply->nlmsg_len);
+  out.resize(reply->nlmsg_len);
 }
 
+// Starts a reply datagram; the caller cuts it to nlmsg_len when it is done.
 nlmsghdr *start_reply(NlSocket &socket, const nlmsghdr *request, uint16_t type, uint8_t cmd) {
-  socket.pending.assign(MNL_SOCKET_BUFFER_SIZE, 0);
-  nlmsghdr *reply = mnl_nlmsg_put_header(socket.pending.data());
+  std::vector<uint8_t> &out = socket.replies.emplace_back(MNL_SOCKET_BUFFER_SIZE, 0);
+  nlmsghdr *reply = mnl_nlmsg_put_header(out.data());
   reply->nlmsg_type = type;
   reply->nlmsg_seq = request->nlmsg_seq;
   auto *genl = static_cast<genlmsghdr *>(mnl_nlmsg_put_extra_header(reply, sizeof(genlmsghdr)));
@@ -594,6 +656,9 @@ int serve_eeprom(FakeKernel &k, const EepromRequest &r, uint8_t *out) {
 }
 
 ssize_t fake_nl_send(void *opaque, const void *message, size_t length) {
+  if (const int error = seam_fault("nl_send")) {
+    return fail(error);
+  }
   auto &socket = *static_cast<NlSocket *>(opaque);
   const auto *request = static_cast<const nlmsghdr *>(message);
   FakeKernel *k = g_current;
@@ -610,7 +675,7 @@ ssize_t fake_nl_send(void *opaque, const void *message, size_t length) {
     } else {
       nlmsghdr *reply = start_reply(socket, request, GENL_ID_CTRL, CTRL_CMD_NEWFAMILY);
       mnl_attr_put_u16(reply, CTRL_ATTR_FAMILY_ID, kEthtoolFamily);
-      socket.pending.resize(reply->nlmsg_len);
+      socket.replies.back().resize(reply->nlmsg_len);
     }
     return static_cast<ssize_t>(length);
   }
@@ -632,19 +697,23 @@ ssize_t fake_nl_send(void *opaque, const void *message, size_t length) {
     nlmsghdr *reply =
         start_reply(socket, request, kEthtoolFamily, ETHTOOL_MSG_MODULE_EEPROM_GET_REPLY);
     mnl_attr_put(reply, ETHTOOL_A_MODULE_EEPROM_DATA, parsed.length, data.data());
-    socket.pending.resize(reply->nlmsg_len);
+    socket.replies.back().resize(reply->nlmsg_len);
   }
   return static_cast<ssize_t>(length);
 }
 
 ssize_t fake_nl_recv(void *opaque, void *buffer, size_t size) {
+  if (const int error = seam_fault("nl_recv")) {
+    return fail(error);
+  }
   auto &socket = *static_cast<NlSocket *>(opaque);
-  if (socket.pending.empty()) {
+  if (socket.replies.empty()) {
     return fail(EAGAIN);
   }
-  const size_t length = std::min(size, socket.pending.size());
-  std::memcpy(buffer, socket.pending.data(), length);
-  socket.pending.clear();
+  const std::vector<uint8_t> &reply = socket.replies.front();
+  const size_t length = std::min(size, reply.size());
+  std::memcpy(buffer, reply.data(), length);
+  socket.replies.pop_front();
   return static_cast<ssize_t>(length);
 }
 
@@ -662,7 +731,7 @@ FakeKernel::FakeKernel(sfpsim::Module &module)
       .pwrite = fake_pwrite,
       .socket = fake_socket,
       .readlink = fake_readlink,
-      .stat = real().stat,
+      .stat = fake_stat,
       .sleep_us = fake_sleep_us,
       .nl_open = fake_nl_open,
       .nl_send = fake_nl_send,
@@ -689,6 +758,26 @@ FakeKernel *FakeKernel::current() {
 void FakeKernel::fail_next(int error, uint32_t count) {
   fail_error_ = error;
   fail_count_ = count;
+}
+
+void FakeKernel::fail_call(uint64_t k, int error, bool onward) {
+  call_fail_at_ = k == 0 ? 0 : call_count_ + k;
+  call_fail_onward_ = onward;
+  call_error_ = error;
+}
+
+int FakeKernel::seam(const char *name, bool can_fail) {
+  const uint64_t n = ++call_count_;
+  if (logging_) {
+    calls_.emplace_back(name);
+  }
+  const bool armed =
+      call_fail_at_ != 0 && (n == call_fail_at_ || (call_fail_onward_ && n > call_fail_at_));
+  return can_fail && armed ? call_error_ : 0;
+}
+
+std::size_t FakeKernel::open_netlink_sockets() {
+  return g_nl_sockets;
 }
 
 int FakeKernel::record(Transfer transfer, bool data_transfer) {

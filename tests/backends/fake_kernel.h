@@ -5,6 +5,7 @@
 #ifndef SFPDRV_TESTS_BACKENDS_FAKE_KERNEL_H
 #define SFPDRV_TESTS_BACKENDS_FAKE_KERNEL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -81,6 +82,17 @@ public:
   // `error` without reaching the module.
   void fail_next(int error, uint32_t count = 1);
 
+  // Every seam call is counted, one token each ("open", "ioctl:rdwr",
+  // "pread", "nl_send", "sleep", ...). Counting from now, the k-th call fails
+  // with `error` (k = 0 disarms), and with `onward` every call after it too.
+  // Waits, nl_portid and nl_close cannot fail; a failed close still releases
+  // the descriptor, as the kernel's does.
+  void fail_call(uint64_t k, int error, bool onward);
+  const std::vector<std::string> &calls() const { return calls_; } // while logging
+  // Descriptors and netlink sockets open now.
+  std::size_t open_fds() const { return fds.size(); }
+  static std::size_t open_netlink_sockets();
+
   const std::vector<Transfer> &log() const { return log_; }
   void clear_log() { log_.clear(); }
   // Logging off keeps only the counts (for benchmarks).
@@ -95,6 +107,8 @@ public:
   // Logs a transfer and counts it; returns the injected error, if any, for
   // a data transfer.
   int record(Transfer transfer, bool data_transfer);
+  // Counts a seam call; returns the errno it is to fail with, or 0.
+  int seam(const char *name, bool can_fail = true);
   struct Fd;
   std::vector<Fd *> fds;
 
@@ -106,6 +120,11 @@ private:
   uint64_t bytes_ = 0;
   int fail_error_ = 0;
   uint32_t fail_count_ = 0;
+  std::vector<std::string> calls_;
+  uint64_t call_count_ = 0;
+  uint64_t call_fail_at_ = 0;
+  bool call_fail_onward_ = false;
+  int call_error_ = 0;
   linux_backend::SysCalls table_{};
 };
 
