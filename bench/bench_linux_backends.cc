@@ -132,6 +132,9 @@ void BM_I2cBus(benchmark::State &state, Work work) {
   state.counters["bytes"] = static_cast<double>(bytes) / rounds;
   state.counters["min_transfers"] = static_cast<double>(min_transfers);
   state.counters["min_bytes"] = static_cast<double>(min_bytes);
+  // The target: no more transfers than the module's layout needs at this
+  // transfer limit.
+  state.counters["target_transfers"] = static_cast<double>(min_transfers);
   if (work == Work::Status) {
     const double per_snapshot = static_cast<double>(bytes) / rounds;
     state.counters["share_of_eeprom"] = per_snapshot / kWholeEeprom;

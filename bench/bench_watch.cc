@@ -53,6 +53,7 @@ void BM_RenderMetrics48Ports(benchmark::State &state) {
   }
   const double per_render = (cpu_us() - start) / static_cast<double>(state.iterations());
   state.counters["cpu_us_per_render"] = per_render;
+  state.counters["target_us"] = kRenderBudgetUs;
   state.counters["bytes"] = static_cast<double>(text.size());
   platform_clock_set_virtual(0);
   if (per_render > kRenderBudgetUs) {
@@ -95,6 +96,7 @@ void BM_ScrapeBusBytes48Ports(benchmark::State &state) {
   const double scrapes = static_cast<double>(state.iterations());
   const double per_port = static_cast<double>(bytes) / scrapes / kPorts;
   state.counters["bytes_per_port_scrape"] = per_port;
+  state.counters["target_bytes"] = static_cast<double>(snapshot);
   state.counters["snapshot_bytes"] = static_cast<double>(snapshot);
   state.counters["creations_per_port"] = static_cast<double>(creations) / kPorts;
   platform_clock_set_virtual(0);
