@@ -150,14 +150,15 @@ private:
   bool ok_ = true;
 };
 
-// Appends a fixed-point number as "%0.3f".
-void append_fixed_point(char *text, int32_t size, float number) {
+// Appends a number as "%<width>.<decimals>f" followed by its unit.
+void append_number(char *text, int32_t size, double value, int width, int decimals,
+                   const char *unit) {
   FixedPiece piece;
-  if (piece.fixed(static_cast<double>(number), 0, 3).ok()) {
+  if (piece.fixed(value, width, decimals).text(unit).ok()) {
     append_text(text, size, piece.c_str());
     return;
   }
-  append_piece(text, size, "%0.3f", static_cast<double>(number));
+  append_piece(text, size, "%*.*f%s", width, decimals, value, unit);
 }
 
 } // namespace
@@ -270,7 +271,7 @@ extern "C" SFPDRV_API void xcvr_id_signed_fixed_point16_to_string(uint32_t value
     append_piece(text, size, "1.000");
     return;
   }
-  append_fixed_point(text, size, number);
+  append_number(text, size, static_cast<double>(number), 0, 3, "");
 }
 
 extern "C" SFPDRV_API uint32_t xcvr_id_unsigned_fixed_point16_to_float(uint32_t value, float *out) {
@@ -288,18 +289,12 @@ extern "C" SFPDRV_API void xcvr_id_unsigned_fixed_point16_to_string(uint32_t val
     append_piece(text, size, "1.000");
     return;
   }
-  append_fixed_point(text, size, number);
+  append_number(text, size, static_cast<double>(number), 0, 3, "");
 }
 
 extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_string(uint32_t value, char *text,
                                                            int32_t size) {
-  const auto milliamps = static_cast<double>(milliamps_of(value));
-  FixedPiece piece;
-  if (piece.fixed(milliamps, 3, 3).text(" mAmps").ok()) {
-    append_text(text, size, piece.c_str());
-    return;
-  }
-  append_piece(text, size, "%3.3f mAmps", milliamps);
+  append_number(text, size, static_cast<double>(milliamps_of(value)), 3, 3, " mAmps");
 }
 
 extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_value(uint32_t value, float *milliamps) {
@@ -309,13 +304,7 @@ extern "C" SFPDRV_API void xcvr_curr_bias_uint16_to_value(uint32_t value, float 
 }
 
 extern "C" SFPDRV_API void xcvr_voltage_to_string(uint32_t value, char *text, int32_t size) {
-  const auto volts = static_cast<double>(volts_of(value));
-  FixedPiece piece;
-  if (piece.fixed(volts, 1, 3).text(" Volt").ok()) {
-    append_text(text, size, piece.c_str());
-    return;
-  }
-  append_piece(text, size, "%1.3f Volt", volts);
+  append_number(text, size, static_cast<double>(volts_of(value)), 1, 3, " Volt");
 }
 
 extern "C" SFPDRV_API void xcvr_voltage_to_value(uint32_t value, float *volts) {
