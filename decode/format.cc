@@ -79,30 +79,30 @@ class FixedPiece {
 public:
   FixedPiece &text(const char *piece) {
     const std::size_t n = std::strlen(piece);
-    if (length_ + n >= sizeof text_) {
-      ok_ = false;
-      return *this;
+    ok_ = ok_ && length_ + n < sizeof text_;
+    if (ok_) {
+      std::memcpy(text_ + length_, piece, n);
+      length_ += n;
     }
-    std::memcpy(text_ + length_, piece, n);
-    length_ += n;
     return *this;
   }
 
+  // `decimals` from 0 to 9.
   FixedPiece &fixed(double value, int width, int decimals) {
-    char digits[kMaxDigits];
-    std::size_t n = 0;
-    if (!std::isfinite(value) || decimals < 0 ||
-        decimals >= static_cast<int>(kPowersOfTen.size())) {
-      ok_ = false;
-      return *this;
+    double scale = 1;
+    for (int i = 0; i < decimals; ++i) {
+      scale *= 10;
     }
-    const double scaled = std::fabs(value) * kPowersOfTen.at(static_cast<std::size_t>(decimals));
+    const double scaled = std::fabs(value) * scale;
     const double rounded = std::nearbyint(scaled);
-    if (scaled >= kExactBelow || std::fabs(std::fabs(scaled - rounded) - 0.5) < kTieMargin) {
-      ok_ = false;
+    ok_ = ok_ && std::isfinite(scaled) && scaled < kExactBelow &&
+          std::fabs(std::fabs(scaled - rounded) - 0.5) >= kTieMargin;
+    if (!ok_) {
       return *this;
     }
     // Digits from the last: the fraction, its point, the whole part, the sign.
+    char digits[kMaxDigits];
+    std::size_t n = 0;
     auto units = static_cast<uint64_t>(rounded);
     for (int i = 0; i < decimals; ++i, units /= 10) {
       digits[n++] = static_cast<char>('0' + units % 10);
@@ -119,14 +119,13 @@ public:
     }
     const int used = static_cast<int>(n);
     const std::size_t padding = width > used ? static_cast<std::size_t>(width - used) : 0;
-    if (length_ + padding + n >= sizeof text_) {
-      ok_ = false;
-      return *this;
-    }
-    std::memset(text_ + length_, ' ', padding);
-    length_ += padding;
-    while (n > 0) {
-      text_[length_++] = digits[--n];
+    ok_ = length_ + padding + n < sizeof text_;
+    if (ok_) {
+      std::memset(text_ + length_, ' ', padding);
+      length_ += padding;
+      while (n > 0) {
+        text_[length_++] = digits[--n];
+      }
     }
     return *this;
   }
@@ -138,7 +137,6 @@ public:
   }
 
 private:
-  static constexpr std::array<double, 6> kPowersOfTen = {1, 10, 100, 1000, 10000, 100000};
   // Below this a double's spacing is far finer than the tie margin, so the
   // rounding of the scaled value is certain.
   static constexpr double kExactBelow = 1e9;
