@@ -14,8 +14,6 @@ namespace {
 
 constexpr uint32_t kA2LowerAt = 256;
 constexpr uint32_t kFirstTableAt = 384;
-constexpr uint8_t kA2Page = 1;
-constexpr uint8_t kTableSelect = 127;
 
 // File offset of a location; the A2h upper half of page 1 is table 0.
 uint32_t file_offset(const Location &where) {
@@ -40,11 +38,9 @@ public:
   }
 
   int write(uint8_t offset, uint8_t page, uint32_t length, const uint8_t *buffer) override {
-    // The kernel owns the table select (A2h byte 127) and selects each table
-    // itself from the file offset. A select the library makes of its own
-    // (the identification of a tunable module does, whatever the
-    // page-select flags say) is taken as done and never reaches the module.
-    if (page == kA2Page && offset == kTableSelect && length == 1) {
+    // The kernel owns the table select and selects each table itself from
+    // the file offset.
+    if (is_table_select(offset, page, length)) {
       return 0;
     }
     if (!writable_) {

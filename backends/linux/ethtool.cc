@@ -120,7 +120,10 @@ public:
     return 0;
   }
 
-  int write(uint8_t, uint8_t, uint32_t, const uint8_t *) override { return EROFS; }
+  // Read-only; the table is a page number of each read request.
+  int write(uint8_t offset, uint8_t page, uint32_t length, const uint8_t *) override {
+    return is_table_select(offset, page, length) ? 0 : EROFS;
+  }
 
   void fill(sfp_platform_ops &ops) override {
     // The table is a page number of the request; nothing can be written.

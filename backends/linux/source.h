@@ -30,6 +30,15 @@ struct Location {
 // tables or a transfer that runs past the memory.
 bool locate(uint8_t offset, uint8_t page, uint32_t length, Location &where);
 
+// Whether a write is the table select (A2h byte 127) alone. On a source that
+// names the table in each request (the kernel's EEPROM file, ethtool page
+// reads) there is nothing to select: such a write, which the library makes
+// of its own when it identifies a tunable module whatever the page-select
+// flags say, is taken as done and never reaches the module.
+constexpr bool is_table_select(uint8_t offset, uint8_t page, uint32_t length) {
+  return page == SFP_PAGE_A2 && offset == 127 && length == 1;
+}
+
 // Runs `call` (returning 0 or an errno) again while it fails with a
 // transient error, at most `retries` more times.
 template <typename Call> int with_retries(uint32_t retries, Call &&call) {

@@ -285,7 +285,7 @@ void prepare(Rig &rig, Stage stage) {
     ASSERT_EQ(fill(rig), SFP_RC_OK);
   }
   if (stage >= Stage::Created) {
-    create(rig); // a tunable module cannot be set up through ethtool: no port
+    create(rig);
   }
 }
 
