@@ -130,6 +130,11 @@ SFPDRV_API sfp_rc sfp_linux_fill_ops(sfp_linux_source *source, sfp_platform_ops 
 /**
  * Whether the source refuses every write (with EROFS).
  *
+ * On such a source (and on every EEPROM file) the one write that is taken as
+ * done instead is a write of A2h byte 127 alone, the table select: the table
+ * is part of each read there, and the library writes the select itself when
+ * it identifies a tunable module.
+ *
  * @param source The source, or NULL.
  * @return 1 for ethtool and an EEPROM file opened read-only, else 0 (also for
  *         NULL).
