@@ -22,14 +22,9 @@ using sfptest::records;
 using sfptest::records_of;
 using sfptest::registry;
 
-// Mutex functions whose results a test scripts.
+// Mutex functions whose unlock result a test scripts.
 struct ScriptedMutex {
-  static inline std::atomic<int> trylock_rc{0};
   static inline std::atomic<int> unlock_rc{0};
-  static int trylock(pthread_mutex_t *m) {
-    const int rc = trylock_rc.load();
-    return rc == 0 ? pthread_mutex_trylock(m) : rc;
-  }
   static int unlock(pthread_mutex_t *m) {
     const int rc = pthread_mutex_unlock(m);
     return unlock_rc.load() != 0 ? unlock_rc.load() : rc;
@@ -40,7 +35,6 @@ class LockTest : public sfptest::PortTest {
 protected:
   void SetUp() override {
     PortTest::SetUp();
-    ScriptedMutex::trylock_rc = 0;
     ScriptedMutex::unlock_rc = 0;
     sfpdrv::testing::set_mutex_ops(&kOps);
     module_ = sfptest::module_from("1000base-sx");
@@ -49,23 +43,10 @@ protected:
     sfpdrv::testing::set_mutex_ops(nullptr);
     PortTest::TearDown();
   }
-  static constexpr sfpdrv::MutexOps kOps{ScriptedMutex::trylock, pthread_mutex_lock,
+  static constexpr sfpdrv::MutexOps kOps{pthread_mutex_trylock, pthread_mutex_lock,
                                          ScriptedMutex::unlock};
   std::unique_ptr<sfpsim::Module> module_;
 };
-
-TEST_F(LockTest, LockFailureReturnsItsCodeAndLeavesEverythingAlone) {
-  ScriptedMutex::trylock_rc = EINVAL;
-  sfp_port_create_result result{nullptr, 7, 7};
-  const sfp_platform_ops ops = sfptest::ops_for(*module_);
-  EXPECT_EQ(sfp_port_create(&ops, &result), static_cast<sfp_rc>(EINVAL));
-  EXPECT_EQ(result.status, 7u) << "the result is not written";
-  EXPECT_TRUE(registry().empty());
-  const auto errors = records("sfp_err");
-  ASSERT_EQ(errors.size(), 1u);
-  EXPECT_EQ(errors[0].text.rfind("mutex_lock(3) failed, rc: 22, errno: ", 0), 0u);
-  EXPECT_EQ(module_->access_count(), 0u);
-}
 
 TEST_F(LockTest, UnlockFailureReplacesTheStatus) {
   ScriptedMutex::unlock_rc = EPERM;
@@ -101,8 +82,10 @@ TEST_F(LockTest, RealDeadlockOnAnErrorCheckingLock) {
   const uint64_t marks = thread_mutex_block_total();
 
   const sfp_platform_ops ops = sfptest::ops_for(*module_);
-  sfp_port_create_result result{};
+  sfp_port_create_result result{nullptr, 7, 7};
   EXPECT_EQ(sfp_port_create(&ops, &result), SFP_RC_DEADLOCK);
+  EXPECT_EQ(result.status, 7u) << "the result is not written";
+  EXPECT_EQ(module_->access_count(), 0u);
   EXPECT_EQ(thread_mutex_block_total(), marks + 1);
   thread_mutex_block_info mine{};
   EXPECT_EQ(thread_mutex_block_get(&mine), 0) << "the mark is lifted after the attempt";
