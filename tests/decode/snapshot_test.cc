@@ -160,7 +160,7 @@ TEST_F(SnapshotTest, TunableChannelAndModulesWithoutDiagnostics) {
   EXPECT_EQ(sfptest::records_of("sfp_evt", sfpdrv::msg::kStatusSpaceNotSupported).size(), 3u);
 }
 
-TEST_F(SnapshotTest, StatusFailuresAreReportedWithTheirStatus) {
+TEST_F(SnapshotTest, HighAndLowFlagsTogetherAndMissingArguments) {
   port_number_ = 3;
   sfp_port_ctx *port = port_on("10gbase-sr");
   module().set_live_flags(112, 0x03); // Tx power high and low alarm
@@ -169,40 +169,8 @@ TEST_F(SnapshotTest, StatusFailuresAreReportedWithTheirStatus) {
   const auto invalid = sfptest::records_of("sfp_err", sfpdrv::msg::kInvalidFlags);
   ASSERT_EQ(invalid.size(), 1u);
   EXPECT_NE(invalid[0].text.find("alarm status 300 and warning status 0."), std::string::npos);
-  module().set_live_flags(112, 0);
-  // A debug file that cannot be created: a directory is in its place.
-  std::filesystem::remove(debug_file("status", 3));
-  std::filesystem::create_directory(debug_file("status", 3));
-  EXPECT_EQ(sfp_port_hw_status(port, &rec), SFP_RC_INVALID);
-  std::filesystem::remove(debug_file("status", 3));
-  EXPECT_EQ(sfptest::records_of("sfp_err", sfpdrv::msg::kStatusFileOpenFailed).size(), 1u);
-  module().fail_at(1, 0, 5);
-  EXPECT_EQ(sfp_port_hw_status(port, &rec), 5u);
   EXPECT_EQ(sfp_port_hw_status(nullptr, &rec), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_hw_status(port, nullptr), SFP_RC_INVALID);
-}
-
-// A set flag is read again; when that second read fails, a paged read's
-// status is the snapshot's, while a failed bit-bang read is only traced and
-// the snapshot goes on.
-TEST_F(SnapshotTest, AFailedSecondReadOfTheFlags) {
-  port_number_ = 4;
-  for (const bool bitbang : {false, true}) {
-    SCOPED_TRACE(bitbang ? "bit-bang" : "paged");
-    sfp_port_ctx *port = port_on("10gbase-sr", bitbang);
-    module().set_live_flags(112, 0x08); // Tx bias high alarm, persisting
-    module().fail_at(1, 112, 5);        // only the second read starts at 112
-    sfp_hw_status_rec rec{};
-    EXPECT_EQ(sfp_port_hw_status(port, &rec), bitbang ? SFP_RC_OK : 5u);
-    EXPECT_EQ(sfptest::records_of("sfp_err", sfpdrv::msg::kBitbangFlagsFailed).size(),
-              bitbang ? 1u : 0u);
-    module().clear_faults();
-    ++port_number_;
-  }
-  sfp_hw_info_rec info{};
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(sfp_port_hw_info(nullptr, &info), SFP_RC_INVALID);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sfp port hw info check hdl failed \n");
 }
 
 // What an unprivileged user may plant at a debug file's name in /tmp: the
@@ -357,42 +325,28 @@ TEST_F(SnapshotTest, IdentityOfAnOpticAndOfACableWithA2h) {
   EXPECT_EQ(sfp_port_dom_info(nullptr, nullptr), SFP_RC_OK);
 }
 
-// A working area that cannot be allocated fails the call with 12, hands
-// out no text, and the next call succeeds as before.
-TEST_F(SnapshotTest, AllocationFailuresGiveNoMemoryAndLeaveThePortUsable) {
+// A report whose working areas cannot be allocated hands out no text
+// (the statuses of every allocation are in the fault sweep); missing
+// arguments are refused.
+TEST_F(SnapshotTest, AReportWithoutMemoryHandsOutNoTextAndMissingArgumentsAreRefused) {
   sfp_port_ctx *port = port_on("10gbase-sr");
-  sfp_hw_status_rec status{};
-  sfp_hw_info_rec info{};
   char *text = nullptr;
   uint32_t length = 0;
-  const struct {
-    const char *what;
-    std::function<sfp_rc()> call;
-  } cases[] = {
-      {"hw_status", [&] { return sfp_port_hw_status(port, &status); }},
-      {"hw_info", [&] { return sfp_port_hw_info(port, &info); }},
-      {"phy_reg_decode", [&] { return sfp_port_phy_reg_decode(port, &text, &length); }},
-  };
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.what);
-    sfpdrv::testing::fail_allocation(1);
-    EXPECT_EQ(c.call(), SFP_RC_NO_MEMORY);
+  for (const uint64_t nth : {1u, 2u}) { // the text, then the report's own area
+    sfpdrv::testing::fail_allocation(nth);
+    EXPECT_EQ(sfp_port_phy_reg_decode(port, &text, &length), SFP_RC_NO_MEMORY);
     sfpdrv::testing::fail_allocation(0);
-    EXPECT_EQ(text, nullptr);
-    EXPECT_EQ(c.call(), SFP_RC_OK);
-    std::free(text);
-    text = nullptr;
+    EXPECT_EQ(text, nullptr) << nth;
   }
-  // The report's own working area, after the text: still 12 and no text.
-  sfpdrv::testing::fail_allocation(2);
-  EXPECT_EQ(sfp_port_phy_reg_decode(port, &text, &length), SFP_RC_NO_MEMORY);
-  sfpdrv::testing::fail_allocation(0);
-  EXPECT_EQ(text, nullptr);
   char buffer[16];
   EXPECT_EQ(sfp_port_get_debug_info(port, nullptr, 100, &length), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_get_debug_info(nullptr, buffer, sizeof buffer, &length), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_phy_reg_decode(port, nullptr, &length), SFP_RC_INVALID);
   EXPECT_EQ(sfp_port_phy_reg_decode(nullptr, &text, &length), SFP_RC_INVALID);
+  sfp_hw_info_rec info{};
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(sfp_port_hw_info(nullptr, &info), SFP_RC_INVALID);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "sfp port hw info check hdl failed \n");
 }
 
 // Three pages of a tunable module and its tuning range; a text that runs
