@@ -31,7 +31,7 @@ std::string file_text(const std::string &path) {
   return text.str();
 }
 
-// Every test has port numbers of its own, and so debug files of its own
+// Every test has a port number of its own, and so debug files of its own
 // while the tests run in parallel.
 class SnapshotTest : public PortTest {
 protected:
@@ -127,7 +127,7 @@ TEST_F(SnapshotTest, StatusRecordOfAnOptic) {
   EXPECT_EQ(rec.los + rec.tx_disabled * 2 + rec.tx_fault * 4, 3u);
   EXPECT_EQ(rec.filled + rec.no_diagnostics, 1u);
   // Each entry of the diagnostic table as "name:raw:value".
-  const std::string file = file_text(debug_file("status", 2));
+  const std::string file = file_text(debug_file("status", port_number_));
   EXPECT_TRUE(file.starts_with("tempHighAlarmThresh:50 00 :+80.000 C\n")) << file;
   EXPECT_EQ(std::count(file.begin(), file.end(), '\n'), SFP_STATUS_FIELDS);
 }
@@ -210,7 +210,7 @@ TEST_F(SnapshotTest, DebugFilesNeverWriteThroughWhatIsPlantedAtTheirName) {
          std::filesystem::create_directory(name);
        }}};
   for (const Snapshot &snapshot : snapshots) {
-    const std::string name = debug_file(snapshot.kind, 5);
+    const std::string name = debug_file(snapshot.kind, port_number_);
     for (const auto &[what, plant] : plants) {
       std::filesystem::remove_all(name);
       std::ofstream(target) << victim_text;
@@ -251,9 +251,9 @@ TEST_F(SnapshotTest, DebugFilesNeverWriteThroughWhatIsPlantedAtTheirName) {
 
 // A reader racing the writer sees the previous file or the whole new one.
 TEST_F(SnapshotTest, ADebugFileIsNeverSeenHalfWritten) {
-  port_number_ = 6;
+  port_number_ = 8;
   sfp_port_ctx *port = port_on("10gbase-sr");
-  const std::string name = debug_file("status", 6);
+  const std::string name = debug_file("status", port_number_);
   std::filesystem::remove_all(name);
   sfp_hw_status_rec rec{};
   ASSERT_EQ(sfp_port_hw_status(port, &rec), SFP_RC_OK);
@@ -318,7 +318,7 @@ TEST_F(SnapshotTest, IdentityOfAnOpticAndOfACableWithA2h) {
     EXPECT_EQ(info.xcvr_type, c.type);
     EXPECT_EQ(info.compliance, SFP_COMPLIANCE_OK);
   }
-  const std::string file = file_text(debug_file("id", 4));
+  const std::string file = file_text(debug_file("id", port_number_));
   EXPECT_TRUE(file.starts_with("xcvrType:03 :SFP\n")) << file;
   EXPECT_TRUE(file.ends_with("\n::\n")) << file;
   EXPECT_EQ(sfp_port_hw_info(port_on("10gbase-sr"), nullptr), SFP_RC_INVALID);
@@ -329,6 +329,7 @@ TEST_F(SnapshotTest, IdentityOfAnOpticAndOfACableWithA2h) {
 // (the statuses of every allocation are in the fault sweep); missing
 // arguments are refused.
 TEST_F(SnapshotTest, AReportWithoutMemoryHandsOutNoTextAndMissingArgumentsAreRefused) {
+  port_number_ = 10;
   sfp_port_ctx *port = port_on("10gbase-sr");
   char *text = nullptr;
   uint32_t length = 0;
@@ -352,7 +353,7 @@ TEST_F(SnapshotTest, AReportWithoutMemoryHandsOutNoTextAndMissingArgumentsAreRef
 // Three pages of a tunable module and its tuning range; a text that runs
 // out of room ends where the room ends.
 TEST_F(SnapshotTest, DebugDumpOfATunableModule) {
-  port_number_ = 5;
+  port_number_ = 9;
   sfp_port_ctx *port = port_on("10g-tunable-dwdm");
   // The transmitter off, as creation of a present module leaves it (the
   // same dump as sfpctl's).
