@@ -9,7 +9,6 @@ namespace {
 std::atomic<uint64_t> g_fail_countdown{0};
 // Every allocation from the injected failure on fails too.
 std::atomic<bool> g_fail_onward{false};
-std::atomic<uint64_t> g_allocations{0};
 std::atomic<void (*)(std::size_t)> g_observer{nullptr};
 
 bool injected_failure() {
@@ -25,9 +24,8 @@ bool injected_failure() {
   return false;
 }
 
-// Counts the allocation, tells the observer and says whether it is to fail.
+// Tells the observer of the allocation and says whether it is to fail.
 bool refused(std::size_t bytes) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
   if (auto *observer = g_observer.load(std::memory_order_acquire)) {
     observer(bytes);
   }
@@ -51,10 +49,6 @@ void fail_allocation(uint64_t nth, bool onward) {
 
 void set_allocation_observer(void (*observer)(std::size_t bytes)) {
   g_observer.store(observer, std::memory_order_release);
-}
-
-uint64_t allocation_count() {
-  return g_allocations.load(std::memory_order_relaxed);
 }
 } // namespace testing
 

@@ -18,8 +18,6 @@ namespace testing {
 // Makes the n-th allocation from now fail (1 = the next); 0 disarms. With
 // `onward` every later allocation fails too, until disarmed.
 void fail_allocation(uint64_t nth, bool onward = false);
-// Allocations asked for since the process started (failed ones included).
-uint64_t allocation_count();
 // Calls `observer` with the byte count of every allocation asked for (null:
 // none); for tests that tell allocations apart.
 void set_allocation_observer(void (*observer)(std::size_t bytes));

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "common/text.h"
 #include "sfpdrv/sfpdrv.h"
@@ -61,6 +62,30 @@ TEST(ValueTextTest, EveryRawValueReadsAsPrintfShowsIt) {
   }
 }
 
+// A value text never writes to a missing buffer or one of no size, and a
+// missing value or result is refused.
+TEST(ValueTextTest, NoRoomOrNoArgumentWritesNothing) {
+  char text[8] = "kept";
+  xcvr_voltage_to_string(33000, text, 0);
+  xcvr_curr_bias_uint16_to_string(3000, nullptr, 8);
+  xcvr_pwr_uint16_to_dbm_string(5000, text, -1);
+  xcvr_oui_to_string(nullptr, text, sizeof text);
+  EXPECT_STREQ(text, "kept");
+  xcvr_pwr_uint16_to_dbm_value(5000, nullptr);
+}
+
+// A hex dump line starts with the offset as "0x%04x: ", with more digits
+// for an offset that needs them.
+TEST(ValueTextTest, DumpOffsetsHaveFourDigitsOrAsManyAsNeeded) {
+  std::vector<uint8_t> image(0x10000 + 128, 0xab);
+  char text[1936];
+  for (uint32_t start : {0x0u, 0x180u, 0xff80u, 0x10000u}) {
+    ASSERT_EQ(sfp_eeprom_page_to_ascii(image.data(), start, text, sizeof text, 16), SFP_RC_OK);
+    EXPECT_EQ(std::string(text).substr(0, std::string(text).find(' ')),
+              printf_text("0x%04x:", start));
+  }
+}
+
 // The plain formatter writes what vsnprintf writes, cut at every size.
 std::string plain(std::size_t size, const char *format, ...) {
   std::string text(size, '\x7f');
@@ -93,6 +118,9 @@ TEST(PlainFormatTest, WritesWhatPrintfWritesAtEverySize) {
               reference(size, "%u00 Mbps|%d|%d|%u%%", 103u, -2147483647 - 1, 0, 4294967295u));
     EXPECT_EQ(plain(size, "[%.*s][%.*s][%.*s]", 4, vendor, 0, vendor, -1, "all"),
               reference(size, "[%.*s][%.*s][%.*s]", 4, vendor, 0, vendor, -1, "all"));
+    const char *none = nullptr;
+    EXPECT_EQ(plain(size, "[%.*s][%.*s][%.*s]", 3, none, 6, none, -1, none),
+              reference(size, "[%.*s][%.*s][%.*s]", 3, none, 6, none, -1, none));
     EXPECT_EQ(plain(size, "%c%c/%c%c lot %c", '2', '6', '1', '1', 'A'),
               reference(size, "%c%c/%c%c lot %c", '2', '6', '1', '1', 'A'));
     EXPECT_EQ(plain(size, "no conversion at all"), reference(size, "no conversion at all"));
