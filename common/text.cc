@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 namespace sfpdrv {
@@ -150,6 +151,14 @@ bool format_plain(char *out, std::size_t size, const char *format, va_list args)
   }
   text.finish();
   return true;
+}
+
+bool format_piece(char *out, std::size_t size, const char *format, va_list args) {
+  va_list plain;
+  va_copy(plain, args);
+  const bool done = format_plain(out, size, format, plain);
+  va_end(plain);
+  return done || std::vsnprintf(out, size, format, args) >= 0;
 }
 // NOLINTEND(clang-analyzer-valist.Uninitialized)
 

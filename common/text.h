@@ -28,6 +28,11 @@ std::size_t append_hex_bytes(char *dest, std::size_t size, const unsigned char *
 // `args`, and the caller formats the piece with vsnprintf.
 bool format_plain(char *out, std::size_t size, const char *format, va_list args);
 
+// vsnprintf of a text piece, by format_plain where it can: false only for
+// an encoding error.
+bool format_piece(char *out, std::size_t size, const char *format, va_list args)
+    __attribute__((format(printf, 3, 0)));
+
 } // namespace sfpdrv
 
 #endif // SFPDRV_COMMON_TEXT_H

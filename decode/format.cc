@@ -168,9 +168,7 @@ void append_piece(char *text, int32_t size, const char *format, ...) {
   char scratch[kPieceScratch];
   va_list args;
   va_start(args, format);
-  // Most pieces need no more than the plain formatter; printf only for the rest.
-  const bool formatted = format_plain(scratch, sizeof scratch, format, args) ||
-                         std::vsnprintf(scratch, sizeof scratch, format, args) >= 0;
+  const bool formatted = format_piece(scratch, sizeof scratch, format, args);
   va_end(args);
   if (formatted) {
     append_bounded(text, static_cast<std::size_t>(size), scratch);

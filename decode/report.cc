@@ -181,8 +181,7 @@ void ReportText::add(const char *format, ...) {
   } else {
     va_list args;
     va_start(args, format);
-    const bool formatted = format_plain(scratch, kPieceSize, format, args) ||
-                           std::vsnprintf(scratch, kPieceSize, format, args) >= 0;
+    const bool formatted = format_piece(scratch, kPieceSize, format, args);
     va_end(args);
     n = formatted ? std::strlen(scratch) : 0;
   }
