@@ -504,8 +504,9 @@ ssize_t fake_readlink(const char *path, char *buffer, size_t size) {
         return fail(ENOENT);
       }
       const std::string target = "../../../../bus/i2c/drivers/" + k->bound_driver;
+      // As readlink: the target's bytes, cut to the buffer, no terminator.
       const size_t length = std::min(size, target.size());
-      std::memcpy(buffer, target.data(), length);
+      std::copy_n(target.data(), length, buffer);
       return static_cast<ssize_t>(length);
     }
   }
