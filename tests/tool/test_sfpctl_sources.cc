@@ -188,7 +188,8 @@ TEST(sfpctlSources, WatchedPortsOnRealSourcesReadBesideSimulatedOnes) {
   }
   EXPECT_EQ(metrics.out.find("sfp_temperature_celsius{port=\"c\"}"), std::string::npos);
 
-  const std::string csv = testing::TempDir() + "sfpctl_src_ports.csv";
+  const std::string csv =
+      testing::TempDir() + "sfpctl_src_ports_" + std::to_string(getpid()) + ".csv";
   std::filesystem::remove(csv);
   const ToolRun monitor = run_fake(
       "10gbase-sr",
