@@ -30,9 +30,9 @@ constexpr uint32_t kSeparatorAfter = 7; // " : " after the eighth byte of a line
 // "0x" + up to 8 digits + ": " + 16 x "hh " + ": " + "\n" and the terminator.
 constexpr std::size_t kLineScratch = 12 + 16 * 3 + 2 + 2;
 
-// Appends "hh " (or "hh : " after the eighth byte of a line) to `out`.
 constexpr char kDigits[] = "0123456789abcdef";
 
+// Appends "hh " (or "hh : " after the eighth byte of a line) to `out`.
 char *put_byte(char *out, uint8_t byte, bool separator) {
   *out++ = kDigits[byte >> 4];
   *out++ = kDigits[byte & 0xf];
@@ -172,8 +172,8 @@ void ReportText::add(const char *format, ...) {
     return;
   }
   ++piece_;
-  // A piece without a scratch counts as empty. vsnprintf always terminates
-  // what it writes, so the scratch need not be cleared.
+  // A piece without a scratch counts as empty. The piece is always written
+  // terminated, so the scratch need not be cleared.
   auto *scratch = static_cast<char *>(lib_malloc(kPieceSize));
   std::size_t n = 0;
   if (scratch == nullptr) {
